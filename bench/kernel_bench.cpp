@@ -1,0 +1,108 @@
+// kernel_bench.cpp - what one voice costs in each kernel set: nanoseconds per output frame of one voice.
+//
+// Names read kernels/<set>/<kernel>/<divisor or step>/<output frames>. A stretch of 735 frames is one 60 Hz
+// tick at 44,100 Hz. Spread: --benchmark_repetitions=9 --benchmark_report_aggregates_only=true.
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <chrono>
+#include <cstdint>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "core/mix_ring.h"
+#include "kernels/mix_kernels.h"
+
+namespace {
+
+constexpr uint32_t maxFrames = 1024, maxStep = 1331;
+constexpr int32_t leftVolume = 192, rightVolume = 77;  // 1/256 steps
+
+struct kernel_case_t {
+    const kernel_set_t* set;
+    bool is16Bit, isStereo, isGain;
+    uint32_t rate;  // divisor of a plain kernel, step of a gain kernel
+    uint32_t frames;
+};
+
+void Run(const kernel_set_t& set, const kernel_case_t& kernel, double* entries, const uint8_t* source) {
+    const unsigned index = KernelIndex(kernel.is16Bit, kernel.isStereo);
+    if (kernel.isGain) {
+        const int scale = kernel.is16Bit ? 256 : 65536;
+        set.gain[index](entries, 0, source, kernel.frames, leftVolume * scale, rightVolume * scale,
+                        kernel.rate, 0);
+    } else {
+        set.plain[index](entries, 0, source, kernel.frames / kernel.rate, static_cast<int32_t>(kernel.rate));
+    }
+}
+
+// Noise and its mirror image, mixed in turn, so that the entries stay in their slots however long it runs.
+struct sources_t {
+    std::vector<uint8_t> noise, mirror;
+
+    explicit sources_t(bool is16Bit) : noise(maxFrames * maxStep / 1024 * 4 + 4), mirror(noise.size()) {
+        std::minstd_rand random(1);
+        for (size_t i = 0; i + 1 < noise.size(); i += 2) {
+            noise[i] = static_cast<uint8_t>(random() % 255 + 1);
+            noise[i + 1] = static_cast<uint8_t>(random() % 255 + 1);
+            mirror[i] = static_cast<uint8_t>(256 - noise[i]);
+            mirror[i + 1] = static_cast<uint8_t>(256 - noise[i + 1] - (is16Bit ? 1 : 0));
+        }
+    }
+};
+
+// Whole ring pairs, aligned as the ring's own allocation is.
+struct alignas(16) entries_t : std::array<double, maxFrames + 4> {
+    entries_t() { fill(std::bit_cast<double>(AudioSystem::silentEntryBits)); }
+};
+
+void RunKernel(benchmark::State& state, kernel_case_t kernel) {
+    const sources_t sources(kernel.is16Bit);
+    entries_t entries, wanted;
+    for (const auto* source : {&sources.noise, &sources.mirror, &sources.noise}) {
+        Run(*kernel.set, kernel, entries.data(), source->data());
+        Run(referenceKernels, kernel, wanted.data(), source->data());
+    }
+    if (!std::equal(entries.begin(), entries.end(), wanted.begin())) {
+        state.SkipWithError("differs from the reference");
+        return;
+    }
+    const auto start = std::chrono::steady_clock::now();
+    for (bool isMirror = true; auto _ : state) {
+        Run(*kernel.set, kernel, entries.data(), isMirror ? sources.mirror.data() : sources.noise.data());
+        isMirror = !isMirror;
+        benchmark::ClobberMemory();
+    }
+    const std::chrono::duration<double, std::nano> elapsed = std::chrono::steady_clock::now() - start;
+    const uint32_t frames = kernel.isGain ? kernel.frames : kernel.frames / kernel.rate * kernel.rate;
+    state.counters["ns/frame"] = elapsed.count() / (static_cast<double>(state.iterations()) * frames);
+}
+
+void Register(const kernel_case_t& kernel) {
+    const std::string name = std::string("kernels/") + kernel.set->name +
+                             (kernel.isGain ? "/MixGain" : "/MixPlain") +
+                             (kernel.isStereo ? "Stereo" : "Mono") + (kernel.is16Bit ? "16" : "8") +
+                             (kernel.isGain ? "/step:" : "/divisor:") + std::to_string(kernel.rate) +
+                             "/frames:" + std::to_string(kernel.frames);
+    benchmark::RegisterBenchmark(name.c_str(), RunKernel, kernel);
+}
+
+[[maybe_unused]] const bool isRegistered = [] {
+    for (const kernel_set_t* set : AllKernelSets()) {
+        if (!set->isSupported()) continue;
+        for (unsigned format = 0; format < 4; ++format) {
+            const bool is16Bit = (format & 2) == 0, isStereo = (format & 1) == 0;
+            for (uint32_t frames : {64u, 735u, 1024u}) {
+                for (uint32_t divisor : {1u, 2u, 4u})
+                    Register({set, is16Bit, isStereo, false, divisor, frames});
+                for (uint32_t step : {1024u, 1331u}) Register({set, is16Bit, isStereo, true, step, frames});
+            }
+        }
+    }
+    return true;
+}();
+
+}  // namespace

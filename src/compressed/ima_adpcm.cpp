@@ -1,0 +1,176 @@
+// ima_adpcm.cpp - one table look-up a nibble: it gives the difference and where the next look-up goes.
+#include "compressed/ima_adpcm.h"
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+constexpr int32_t lastStepIndex = 88;
+
+constexpr int32_t stepTable[lastStepIndex + 1] = {
+    7,    8,     9,     10,    11,    12,    13,    14,    16,    17,    19,    21,    23,    25,   28,
+    31,   34,    37,    41,    45,    50,    55,    60,    66,    73,    80,    88,    97,    107,  118,
+    130,  143,   157,   173,   190,   209,   230,   253,   279,   307,   337,   371,   408,   449,  494,
+    544,  598,   658,   724,   796,   876,   963,   1060,  1166,  1282,  1411,  1552,  1707,  1878, 2066,
+    2272, 2499,  2749,  3024,  3327,  3660,  4026,  4428,  4871,  5358,  5894,  6484,  7132,  7845, 8630,
+    9493, 10442, 11487, 12635, 13899, 15289, 16818, 18500, 20350, 22385, 24623, 27086, 29794, 32767};
+
+constexpr int32_t indexTable[16] = {-1, -1, -1, -1, 2, 4, 6, 8, -1, -1, -1, -1, 2, 4, 6, 8};
+
+struct nibble_t {
+    int32_t difference;
+    uint32_t nextRow;  // of the table: 16 x the next step index
+};
+
+constexpr int32_t Difference(int32_t step, unsigned nibble) {
+    int32_t difference = step >> 3;
+    if (nibble & 1) difference += step >> 2;
+    if (nibble & 2) difference += step >> 1;
+    if (nibble & 4) difference += step;
+    return nibble & 8 ? -difference : difference;
+}
+
+constexpr auto nibbleTable = [] {
+    std::array<nibble_t, 16 * (lastStepIndex + 1)> table{};
+    for (int32_t index = 0; index <= lastStepIndex; ++index) {
+        for (unsigned nibble = 0; nibble < 16; ++nibble) {
+            const int32_t next = std::clamp(index + indexTable[nibble], 0, lastStepIndex);
+            table[16 * static_cast<unsigned>(index) + nibble] = {Difference(stepTable[index], nibble),
+                                                                 16 * static_cast<uint32_t>(next)};
+        }
+    }
+    return table;
+}();
+
+// One channel on its way through a block.
+struct decoder_t {
+    uint32_t row;
+    int32_t predictor;
+
+    explicit decoder_t(const ImaChannelState_t& state)
+        : row(16 * static_cast<uint32_t>(state.stepIndex)), predictor(state.predictor) {}
+
+    int16_t Decode(unsigned nibble) {
+        const nibble_t& entry = nibbleTable[row + nibble];
+        predictor = std::clamp(predictor + entry.difference, -32768, 32767);
+        row = entry.nextRow;
+        return static_cast<int16_t>(predictor);
+    }
+
+    void Leave(ImaChannelState_t& state) const {
+        state.stepIndex = static_cast<int32_t>(row / 16);
+        state.predictor = predictor;
+    }
+};
+
+int16_t ReadSample(const uint8_t* bytes) {
+    return static_cast<int16_t>(static_cast<uint16_t>(bytes[0] | bytes[1] << 8));
+}
+
+bool ReadHead(const uint8_t* head, int16_t* dest, ImaChannelState_t& state) {
+    state.predictor = *dest = ReadSample(head);
+    if (head[2] > lastStepIndex) return false;  // also what would be negative as a signed byte
+    state.stepIndex = head[2];
+    return head[3] == 0;
+}
+
+void WriteHead(uint8_t* head, int16_t sample, ImaChannelState_t& state) {
+    state.predictor = sample;
+    head[0] = static_cast<uint8_t>(sample & 0xFF);
+    head[1] = static_cast<uint8_t>(static_cast<uint16_t>(sample) >> 8);
+    head[2] = static_cast<uint8_t>(state.stepIndex);
+    head[3] = 0;
+}
+
+unsigned Encode(int16_t sample, ImaChannelState_t& state) {
+    return EncodeSample(sample, state.stepIndex, state.predictor);
+}
+
+}  // namespace
+
+bool DecodeBlockMono(const uint8_t* block, int16_t* dest, uint32_t firstFrame, uint32_t endFrame,
+                     ImaChannelState_t* state) noexcept {
+    if (firstFrame >= endFrame) return true;
+    uint32_t frame = firstFrame;
+    if (frame == 0) {
+        if (!ReadHead(block, dest++, *state)) return false;
+        ++frame;
+    }
+    decoder_t decoder(*state);
+    const uint8_t* bytes = block + 4 + (frame - 1) / 2;
+    if (frame % 2 == 0 && frame < endFrame) {
+        *dest++ = decoder.Decode(*bytes++ >> 4);
+        ++frame;
+    }
+    for (; frame + 1 < endFrame; frame += 2, ++bytes) {
+        *dest++ = decoder.Decode(*bytes & 15);
+        *dest++ = decoder.Decode(*bytes >> 4);
+    }
+    if (frame < endFrame) *dest = decoder.Decode(*bytes & 15);
+    decoder.Leave(*state);
+    return true;
+}
+
+bool DecodeBlockStereo(const uint8_t* block, int16_t* dest, uint32_t firstFrame, uint32_t endFrame,
+                       ImaChannelState_t* state) noexcept {
+    if (firstFrame >= endFrame) return true;
+    uint32_t frame = firstFrame;
+    if (frame == 0) {
+        if (!ReadHead(block, dest++, state[0])) return false;
+        if (!ReadHead(block + 4, dest++, state[1])) return false;
+        ++frame;
+    }
+    decoder_t left(state[0]), right(state[1]);
+    for (const uint8_t* bytes = block + 7 + frame; frame < endFrame; ++frame, ++bytes) {
+        *dest++ = left.Decode(*bytes >> 4);
+        *dest++ = right.Decode(*bytes & 15);
+    }
+    left.Leave(state[0]);
+    right.Leave(state[1]);
+    return true;
+}
+
+uint8_t EncodeSample(int16_t sample, int32_t& stepIndex, int32_t& predictor) noexcept {
+    int32_t difference = sample - predictor;
+    int32_t step = stepTable[stepIndex];
+    unsigned nibble = 0;
+    if (difference < 0) {
+        nibble = 8;
+        difference = -difference;
+    }
+    for (unsigned bit = 4; bit > 0; bit >>= 1, step >>= 1) {
+        if (difference >= step) {
+            nibble |= bit;
+            difference -= step;
+        }
+    }
+    decoder_t decoder({stepIndex, predictor});
+    decoder.Decode(nibble);
+    ImaChannelState_t next;
+    decoder.Leave(next);
+    stepIndex = next.stepIndex;
+    predictor = next.predictor;
+    return static_cast<uint8_t>(nibble);
+}
+
+void EncodeBlockMono(const int16_t* source, uint8_t* block, uint32_t blockBytes,
+                     ImaChannelState_t* state) noexcept {
+    WriteHead(block, *source++, *state);
+    for (uint32_t at = 4; at < blockBytes; ++at) {
+        const unsigned low = Encode(*source++, *state);
+        const unsigned high = Encode(*source++, *state);
+        block[at] = static_cast<uint8_t>(high << 4 | low);
+    }
+}
+
+void EncodeBlockStereo(const int16_t* source, uint8_t* block, uint32_t blockBytes,
+                       ImaChannelState_t* state) noexcept {
+    WriteHead(block, *source++, state[0]);
+    WriteHead(block + 4, *source++, state[1]);
+    for (uint32_t at = 8; at < blockBytes; ++at) {
+        const unsigned left = Encode(*source++, state[0]);
+        const unsigned right = Encode(*source++, state[1]);
+        block[at] = static_cast<uint8_t>(left << 4 | right);
+    }
+}

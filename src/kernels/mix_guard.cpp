@@ -1,0 +1,126 @@
+// mix_guard.cpp - counts gain, scans blocks, and mixes with care where a block is nearly full.
+#include "kernels/mix_guard.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+
+#include "core/mix_ring.h"
+#include "kernels/mix_kernels.h"
+
+namespace {
+
+using AudioSystem::ringEntries, AudioSystem::ringLoads, AudioSystem::ringLoadBlockUnits,
+    AudioSystem::ringScratch;
+
+constexpr uint32_t fullScale = 256;                  // gain, in 1/256 steps
+constexpr uint32_t scanAfter = 8 * fullScale;        // half of what a slot holds
+constexpr double fieldBase = 9223372036854775808.0;  // 2^63: an entry plus this has its slots at fixed bits
+constexpr double untouched = std::numeric_limits<double>::quiet_NaN();
+
+// One entry in 1/256 sample steps, both slots with their bias of 0x80000: what the packed value holds.
+constexpr int64_t lowMost = int64_t{0xFFFFFF} << 8, highMost = int64_t{0xFFFFF} << 8;
+struct slots_t {
+    int64_t low, high;
+};
+
+slots_t Unpack(double entry) {
+    const auto eighths =
+        static_cast<int64_t>(entry / 8.0);  // exact: every term of an entry is a multiple of 8
+    return {eighths & 0xFFFFFFFF, eighths >> 32};
+}
+
+double Pack(slots_t slots) { return static_cast<double>(slots.high << 32 | slots.low) * 8.0; }
+
+// The entries of the whole pairs that the stretch touches.
+struct stretch_t {
+    uint32_t firstEntry, endEntry;
+
+    stretch_t(uint32_t ringAt, uint32_t frames)
+        : firstEntry((ringAt >> 1) & ~1u), endEntry(((ringAt >> 1) + frames + 1) & ~1u) {}
+    uint32_t FirstBlock() const { return 2 * firstEntry / ringLoadBlockUnits; }
+    uint32_t LastBlock() const { return (2 * endEntry - 1) / ringLoadBlockUnits; }
+};
+
+// Whether both slots of every entry stand inside half the high slot's range. Their fields are moved so that
+// the bits that such a sum leaves clear are the same for all, and collected.
+bool IsHalfEmpty(uint32_t block) {
+    constexpr uint64_t half = 0x40000, outside = 0x0008000000F80000;
+    const uint32_t first = block * ringLoadBlockUnits / 2;
+    const uint32_t end = std::min(first + ringLoadBlockUnits / 2, AudioSystem::ringLength / 2);
+    uint64_t seen = 0;
+    for (uint32_t e = first; e < end; ++e) {
+        seen |= std::bit_cast<uint64_t>(ringEntries[e] + fieldBase) - (half << 32 | half);
+    }
+    return (seen & outside) == 0;
+}
+
+// Adds the gain to every block of the stretch. False if some block might overflow.
+bool TakeLoad(const stretch_t& stretch, uint32_t gain) {
+    bool isSafe = true;
+    for (uint32_t block = stretch.FirstBlock(); block <= stretch.LastBlock(); ++block) {
+        uint32_t load = ringLoads[block];
+        if (load + gain > scanAfter && IsHalfEmpty(block)) load = 0;
+        isSafe &= load + gain <= scanAfter;
+        ringLoads[block] = std::min(load + gain, AudioSystem::ringLoadUnknown);
+    }
+    return isSafe;
+}
+
+// Finds out what the call adds by mixing it into silence, keeps the entries that it would push out of a slot
+// at that slot's end, and lets the kernel add to all others.
+template <typename MixInto>
+void MixChecked(const stretch_t& stretch, MixInto mixInto) {
+    const slots_t silence = Unpack(std::bit_cast<double>(AudioSystem::silentEntryBits));
+    for (uint32_t e = stretch.firstEntry; e < stretch.endEntry; ++e) ringScratch[e] = Pack(silence);
+    mixInto(ringScratch);
+    for (uint32_t e = stretch.firstEntry; e < stretch.endEntry; ++e) {
+        const slots_t added = Unpack(ringScratch[e]);
+        slots_t sum = Unpack(ringEntries[e]);
+        sum.low += added.low - silence.low;
+        sum.high += added.high - silence.high;
+        const slots_t held{std::clamp<int64_t>(sum.low, 0, lowMost),
+                           std::clamp<int64_t>(sum.high, 0, highMost)};
+        ringScratch[e] = held.low == sum.low && held.high == sum.high ? untouched : Pack(held);
+    }
+    mixInto(ringEntries);
+    for (uint32_t e = stretch.firstEntry; e < stretch.endEntry; ++e) {
+        if (!std::isnan(ringScratch[e])) ringEntries[e] = ringScratch[e];
+    }
+}
+
+template <typename MixInto>
+void MixGuarded(const stretch_t& stretch, uint32_t gain, MixInto mixInto) {
+    if (stretch.firstEntry == stretch.endEntry) return;
+    if (TakeLoad(stretch, gain)) {
+        mixInto(ringEntries);
+    } else {
+        MixChecked(stretch, mixInto);
+    }
+}
+
+}  // namespace
+
+void MixPlainGuarded(unsigned kernel, uint32_t ringAt, const uint8_t* source, uint32_t sourceFrames,
+                     int32_t divisor) noexcept {
+    if (divisor != 1 && divisor != 2 && divisor != 4) return;  // no kernel mixes it
+    if (divisor != 1) ringAt &= ~3u;                           // these start on the pair
+    const stretch_t stretch(ringAt, sourceFrames * static_cast<uint32_t>(divisor));
+    MixGuarded(stretch, fullScale, [=](double* entries) {
+        ActiveKernels().plain[kernel](entries, ringAt, source, sourceFrames, divisor);
+    });
+}
+
+void MixGainGuarded(unsigned kernel, uint32_t ringAt, const uint8_t* source, uint32_t outputFrames,
+                    int32_t leftGain, int32_t rightGain, uint32_t step, uint32_t fraction) noexcept {
+    const bool is16Bit = kernel >= KernelIndex(true, false);
+    const int32_t left = std::abs(leftGain >> (is16Bit ? 8 : 16)),
+                  right = std::abs(rightGain >> (is16Bit ? 8 : 16));
+    MixGuarded(stretch_t(ringAt, outputFrames), static_cast<uint32_t>(std::max(left, right)),
+               [=](double* entries) {
+                   ActiveKernels().gain[kernel](entries, ringAt, source, outputFrames, leftGain, rightGain,
+                                                step, fraction);
+               });
+}

@@ -1,0 +1,19 @@
+// mix_guard.h - mixing that cannot spill: a sum that would leave its slot of a ring entry saturates instead.
+//
+// A slot holds 16 full-scale voices, and up to there nothing differs from the bare kernels, bit for bit.
+// Overflow is found by looking: the ring keeps count, block by block, of the gain that has been added since a
+// block was last known to stand inside half its range (ringLoads in core/mix_ring.h). After 8 full scales the
+// block is scanned; only where an entry stands beyond half its range is the call at hand checked entry by
+// entry.
+//
+// Thread: host, inside a mix step. No wait, no allocation. Errors: none.
+#pragma once
+
+#include <cstdint>
+
+// Arguments as in mix_kernels.h; kernel is KernelIndex of the format. On the mix ring, with the active
+// kernels.
+void MixPlainGuarded(unsigned kernel, uint32_t ringAt, const uint8_t* source, uint32_t sourceFrames,
+                     int32_t divisor) noexcept;
+void MixGainGuarded(unsigned kernel, uint32_t ringAt, const uint8_t* source, uint32_t outputFrames,
+                    int32_t leftGain, int32_t rightGain, uint32_t step, uint32_t fraction) noexcept;

@@ -1,0 +1,250 @@
+// mix_kernels_avx2.cpp - the kernels for CPUs with AVX2 and FMA. Host thread. Four entries at a time: two
+// pairs, four output frames. A byte shuffle puts four source frames into packed words, the fused multiply-add
+// rounds once.
+//
+// Only kernels and internal-linkage helpers here: this file alone is compiled for AVX2, and an inline
+// function that it shared with others could be linked as its copy.
+//
+// No load reaches past the source frames that the counts call for, however wide it is. Every store is whole
+// 8-byte entries: the mixing thread may be reading them.
+#include "kernels/mix_kernels.h"
+
+#if defined(__x86_64__)
+
+#include <immintrin.h>
+
+#include <cstddef>
+#include <cstring>
+
+#include "kernels/entry_format.h"
+
+namespace {
+
+constexpr unsigned groupFrames = 4;  // output frames of one step, and its entries
+
+constexpr uint8_t silentFrame16[] = {0x00, 0x80, 0x00, 0x80};
+constexpr uint8_t silentFrame8[] = {0x80, 0x80};
+
+template <unsigned sampleBytes_, unsigned channels>
+struct format_t {
+    static constexpr unsigned sampleBytes = sampleBytes_;
+    static constexpr unsigned frameBytes = sampleBytes * channels;
+    static constexpr unsigned rightByte = channels == 2 ? sampleBytes : 0;  // of a frame
+    static constexpr unsigned gainShift = sampleBytes == 2 ? 8 : 16;        // to 1/256 steps
+    static constexpr const uint8_t* silentFrame = sampleBytes == 2 ? silentFrame16 : silentFrame8;
+};
+
+struct shuffle_t {
+    alignas(32) uint8_t bytes[32];
+};
+
+// The shuffle from a block of source bytes, present in both lanes, to the words of one group. The block's
+// source frames fill `divisor` output frames each.
+template <class format, unsigned divisor>
+constexpr shuffle_t MakeShuffle() {
+    shuffle_t shuffle{};
+    for (uint8_t& index : shuffle.bytes) index = 0x80;  // gives 0
+    for (unsigned frame = 0; frame < groupFrames; ++frame) {
+        for (unsigned channel = 0; channel < 2; ++channel) {
+            const unsigned from = frame / divisor * format::frameBytes + channel * format::rightByte;
+            const unsigned word = frame / 2 * 2 + channel;
+            // An 8-bit sample is the high byte of a 16-bit one.
+            const unsigned to = word * 8 + frame % 2 * 4 + (2 - format::sampleBytes);
+            for (unsigned i = 0; i < format::sampleBytes; ++i)
+                shuffle.bytes[to + i] = static_cast<uint8_t>(from + i);
+        }
+    }
+    return shuffle;
+}
+
+template <class format, unsigned divisor>
+constexpr shuffle_t groupShuffle = MakeShuffle<format, divisor>();
+
+template <class value_t>
+value_t Load(const uint8_t* from) noexcept {
+    value_t value;
+    memcpy(&value, from, sizeof value);
+    return value;
+}
+
+// Exactly `bytes` bytes, repeated over both lanes.
+template <unsigned bytes>
+__m256i LoadBlock(const uint8_t* from) noexcept {
+    if constexpr (bytes == 16)
+        return _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
+    else if constexpr (bytes == 8)
+        return _mm256_set1_epi64x(Load<int64_t>(from));
+    else if constexpr (bytes == 4)
+        return _mm256_set1_epi32(Load<int32_t>(from));
+    else if constexpr (bytes == 2)
+        return _mm256_set1_epi16(Load<int16_t>(from));
+    else
+        return _mm256_set1_epi8(Load<int8_t>(from));
+}
+
+// How a word, its silence taken off, enters an entry.
+struct plain_t {
+    __m256d Add(__m256d entries, __m256d words) const noexcept { return _mm256_add_pd(entries, words); }
+    __m128d Add(__m128d entries, __m128d words) const noexcept { return _mm_add_pd(entries, words); }
+};
+
+struct gain_t {
+    __m256d gains;  // left, right, left, right; 1.0 is k = 256
+
+    __m256d Add(__m256d entries, __m256d words) const noexcept {
+        return _mm256_fmadd_pd(words, gains, entries);
+    }
+    __m128d Add(__m128d entries, __m128d words) const noexcept {
+        return _mm_fmadd_pd(words, _mm256_castpd256_pd128(gains), entries);
+    }
+};
+
+template <class format, unsigned divisor, class update_t>
+void AddGroup(double* at, __m256i block, const update_t& update) noexcept {
+    const __m256i shuffle =
+        _mm256_load_si256(reinterpret_cast<const __m256i*>(groupShuffle<format, divisor>.bytes));
+    const __m256i samples = _mm256_shuffle_epi8(block, shuffle);
+    const __m256i words = _mm256_or_si256(samples, _mm256_set1_epi64x(wordExponentBits));
+    const __m256d offsets = _mm256_sub_pd(_mm256_castsi256_pd(words), _mm256_set1_pd(silentWord));
+    _mm256_storeu_pd(at, update.Add(_mm256_loadu_pd(at), offsets));
+}
+
+// The slow way, for the ends of a stretch: one pair from two source frames.
+template <class format, class update_t>
+void AddPair(double* at, const uint8_t* low, const uint8_t* high, const update_t& update) noexcept {
+    auto word = [=](unsigned offset) noexcept {
+        uint64_t samples;
+        if constexpr (format::sampleBytes == 2)
+            samples =
+                static_cast<uint64_t>(Load<uint16_t>(high + offset)) << 32 | Load<uint16_t>(low + offset);
+        else
+            samples = static_cast<uint64_t>(high[offset]) << 40 | static_cast<uint64_t>(low[offset]) << 8;
+        return static_cast<long long>(wordExponentBits | samples);
+    };
+    const __m128d words = _mm_castsi128_pd(_mm_set_epi64x(word(format::rightByte), word(0)));
+    _mm_storeu_pd(at, update.Add(_mm_loadu_pd(at), _mm_sub_pd(words, _mm_set1_pd(silentWord))));
+}
+
+// Source frames one after the other.
+template <class format>
+struct contiguous_t {
+    const uint8_t* source;
+
+    const uint8_t* TakeFrame() noexcept {
+        const uint8_t* frame = source;
+        source += format::frameBytes;
+        return frame;
+    }
+    __m256i TakeGroup() noexcept {
+        const __m256i block = LoadBlock<groupFrames * format::frameBytes>(source);
+        source += groupFrames * format::frameBytes;
+        return block;
+    }
+};
+
+// Source frames by position, in 1/1024 frames.
+template <class format>
+struct stepped_t {
+    const uint8_t* source;
+    uint32_t position, step;
+
+    const uint8_t* TakeFrame() noexcept {
+        const uint8_t* frame = source + size_t{position >> 10} * format::frameBytes;
+        position += step;
+        return frame;
+    }
+    // Loads frame by frame: the frames between them are not ours to read, and need not be there.
+    __m256i TakeGroup() noexcept {
+        const uint8_t* a = TakeFrame();
+        const uint8_t* b = TakeFrame();
+        const uint8_t* c = TakeFrame();
+        const uint8_t* d = TakeFrame();
+        if constexpr (format::frameBytes == 4) {
+            return _mm256_broadcastsi128_si256(
+                _mm_setr_epi32(Load<int32_t>(a), Load<int32_t>(b), Load<int32_t>(c), Load<int32_t>(d)));
+        } else if constexpr (format::frameBytes == 2) {
+            const uint32_t ab = Load<uint16_t>(a) | static_cast<uint32_t>(Load<uint16_t>(b)) << 16;
+            const uint32_t cd = Load<uint16_t>(c) | static_cast<uint32_t>(Load<uint16_t>(d)) << 16;
+            return _mm256_set1_epi64x(static_cast<long long>(ab | static_cast<uint64_t>(cd) << 32));
+        } else {
+            const uint32_t ab = static_cast<uint32_t>(*a | *b << 8);
+            return _mm256_set1_epi32(static_cast<int>(ab | static_cast<uint32_t>(*c | *d << 8) << 16));
+        }
+    }
+};
+
+double* FirstPair(double* entries, uint32_t ringAt) noexcept { return entries + (ringAt >> 1 & ~1u); }
+
+template <class format, class frames_t, class update_t>
+void AddFrames(double* entries, uint32_t ringAt, uint32_t count, frames_t frames,
+               const update_t update) noexcept {
+    if (count == 0) return;
+    double* at = FirstPair(entries, ringAt);
+    if ((ringAt & 2) != 0) {
+        AddPair<format>(at, format::silentFrame, frames.TakeFrame(), update);
+        at += 2;
+        --count;
+    }
+    for (; count >= groupFrames; count -= groupFrames, at += groupFrames)
+        AddGroup<format, 1>(at, frames.TakeGroup(), update);
+    if (count >= 2) {
+        const uint8_t* low = frames.TakeFrame();
+        AddPair<format>(at, low, frames.TakeFrame(), update);
+        at += 2;
+        count -= 2;
+    }
+    if (count != 0) AddPair<format>(at, frames.TakeFrame(), format::silentFrame, update);
+}
+
+// Divisors 2 and 4: each source frame fills both slots of one pair, or of two.
+template <class format, unsigned divisor>
+void AddRepeated(double* at, const uint8_t* source, uint32_t sourceFrames) noexcept {
+    constexpr unsigned blockFrames = groupFrames / divisor;
+    constexpr unsigned blockBytes = blockFrames * format::frameBytes;
+    for (; sourceFrames >= blockFrames; sourceFrames -= blockFrames, source += blockBytes, at += groupFrames)
+        AddGroup<format, divisor>(at, LoadBlock<blockBytes>(source), plain_t{});
+    if (sourceFrames != 0) AddPair<format>(at, source, source, plain_t{});
+}
+
+template <class format>
+void MixPlain(double* entries, uint32_t ringAt, const uint8_t* source, uint32_t sourceFrames,
+              int32_t divisor) noexcept {
+    if (divisor == 1)
+        AddFrames<format>(entries, ringAt, sourceFrames, contiguous_t<format>{source}, plain_t{});
+    else if (divisor == 2)
+        AddRepeated<format, 2>(FirstPair(entries, ringAt), source, sourceFrames);
+    else if (divisor == 4)
+        AddRepeated<format, 4>(FirstPair(entries, ringAt), source, sourceFrames);
+}
+
+template <class format>
+void MixGain(double* entries, uint32_t ringAt, const uint8_t* source, uint32_t outputFrames, int32_t leftGain,
+             int32_t rightGain, uint32_t step, uint32_t fraction) noexcept {
+    const double left = (leftGain >> format::gainShift) * 0x1p-8;
+    const double right = (rightGain >> format::gainShift) * 0x1p-8;
+    const gain_t gain{_mm256_setr_pd(left, right, left, right)};
+    if (step == 1024) {
+        source += size_t{fraction >> 10} * format::frameBytes;
+        AddFrames<format>(entries, ringAt, outputFrames, contiguous_t<format>{source}, gain);
+    } else {
+        AddFrames<format>(entries, ringAt, outputFrames, stepped_t<format>{source, fraction, step}, gain);
+    }
+}
+
+bool IsSupported() noexcept { return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"); }
+
+using mono8_t = format_t<1, 1>;
+using stereo8_t = format_t<1, 2>;
+using mono16_t = format_t<2, 1>;
+using stereo16_t = format_t<2, 2>;
+
+}  // namespace
+
+constinit const kernel_set_t avx2Kernels = {
+    "avx2",
+    IsSupported,
+    {MixPlain<mono8_t>, MixPlain<stereo8_t>, MixPlain<mono16_t>, MixPlain<stereo16_t>},
+    {MixGain<mono8_t>, MixGain<stereo8_t>, MixGain<mono16_t>, MixGain<stereo16_t>},
+};
+
+#endif

@@ -1,0 +1,14 @@
+// debug_output.h - where the engine's diagnostic lines go: nowhere, until a host installs a sink.
+#pragma once
+
+namespace platform {
+
+// Receives one line, with its newline. Called on the host thread or the mixing thread; must not block.
+using debug_sink_t = void (*)(const char* line);
+
+// Null silences. Thread: any; a line that is under way may still reach the former sink.
+void SetDebugSink(debug_sink_t sink) noexcept;
+
+void OutputDebugLine(const char* line) noexcept;
+
+}  // namespace platform

@@ -1,0 +1,33 @@
+// event.h - an auto-reset event: one Set lets one Wait through.
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+
+namespace platform {
+
+constexpr uint32_t waitSignalled = 0, waitTimedOut = 258, waitFailed = 0xFFFFFFFFu;
+constexpr uint32_t waitForever = 0xFFFFFFFFu;
+
+// Lives as long as its owner likes and is open in between: waiting on a closed event fails at once, setting
+// one does nothing, and Close wakes whoever waits. Thread: any.
+class Event_t {
+  public:
+    void Create();  // open and clear
+    void Close();
+    void Set();
+    // waitSignalled, waitTimedOut, or waitFailed if the event is closed.
+    [[nodiscard]] uint32_t Wait(uint32_t timeoutMs);
+
+  private:
+    friend class ManualClock_t;
+    uint32_t WaitRealTime(uint32_t timeoutMs);
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool isOpen = false;
+    bool isSet = false;
+};
+
+}  // namespace platform

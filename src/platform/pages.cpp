@@ -1,0 +1,37 @@
+#include "platform/pages.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace platform {
+
+namespace {
+
+uint8_t* MapPages(std::size_t bytes, int access) noexcept {
+    void* base = mmap(nullptr, bytes, access, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    return base == MAP_FAILED ? nullptr : static_cast<uint8_t*>(base);
+}
+
+}  // namespace
+
+uint32_t SystemPageBytes() noexcept { return static_cast<uint32_t>(sysconf(_SC_PAGESIZE)); }
+
+uint8_t* ReservePages(std::size_t bytes) noexcept { return MapPages(bytes, PROT_NONE); }
+
+uint8_t* AllocateZeroPages(std::size_t bytes) noexcept { return MapPages(bytes, PROT_READ | PROT_WRITE); }
+
+bool CommitPages(uint8_t* first, std::size_t bytes) noexcept {
+    return mprotect(first, bytes, PROT_READ | PROT_WRITE) == 0;
+}
+
+// A fresh mapping in the old one's place drops the content and the access in one step.
+bool DecommitPages(uint8_t* first, std::size_t bytes) noexcept {
+    return mmap(first, bytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_FIXED, -1, 0) !=
+           MAP_FAILED;
+}
+
+void ReleasePages(uint8_t* base, std::size_t bytes) noexcept {
+    if (base) munmap(base, bytes);
+}
+
+}  // namespace platform

@@ -1,0 +1,20 @@
+// thread.h - threads of the engine. Under the manual clock exactly one of them, or the host, runs at a time.
+#pragma once
+
+#include <cstdint>
+
+namespace platform {
+
+class Thread_t;
+
+// Starts body(argument) on a new thread. Null if no thread can be had.
+[[nodiscard]] Thread_t* StartThread(void (*body)(void*), void* argument);
+
+// Waits until the thread has ended. True: it has, and the object is gone. False: it still runs after
+// timeoutMs, and may be joined again.
+[[nodiscard]] bool JoinThread(Thread_t* thread, uint32_t timeoutMs);
+
+// Gives the calling thread the highest priority that the process may have; otherwise it stays as it is.
+void RaiseThreadPriority() noexcept;
+
+}  // namespace platform

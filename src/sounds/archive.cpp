@@ -1,0 +1,114 @@
+#include "sounds/archive.h"
+
+#include <cstdio>
+#include <string>
+
+#include "core/settings.h"
+#include "foundation/binary_stream.h"
+#include "foundation/class_registry.h"
+#include "sounds/sound.h"
+
+namespace {
+
+constexpr int32_t openForReading = 0, createForWriting = 1;
+
+// Every sound of the map, in its order. The action may destroy the sound.
+template <typename Action>
+void ForEachSound(const Archive_t& archive, Action act) {
+    String_t key;
+    void* sound = nullptr;
+    for (void* position = archive.StartPosition(); position;) {
+        archive.GetNext(position, key, sound);
+        if (sound) act(static_cast<Sound_t*>(sound));
+    }
+}
+
+Sound_t* CreateByTag(const char* tag) {
+    const platform::CriticalSectionLock_t lock(AudioSystem::soundTableLock);
+    return static_cast<Sound_t*>(ClassRegistry::Create(tag));
+}
+
+}  // namespace
+
+Sound_t* Archive_t::Find(const char* soundName) {
+    void* sound = nullptr;
+    return Lookup(soundName, sound) ? static_cast<Sound_t*>(sound) : nullptr;
+}
+
+void Archive_t::RemoveSound(const char* soundName) {
+    Sound_t* sound = Find(soundName);
+    if (RemoveKey(soundName)) delete sound;
+}
+
+void Archive_t::FreeSounds() {
+    ForEachSound(*this, [](Sound_t* sound) { delete sound; });
+    RemoveAll();
+}
+
+void Archive_t::Load(const char* path, const char* archiveName) {
+    BinaryStream stream(path, openForReading);
+    ReadSounds(stream, archiveName);
+}
+
+void Archive_t::LoadFromBuffer(const void* image, unsigned size, const char* archiveName) {
+    // The stream takes what it may also write to; nothing writes here.
+    BinaryStream stream(static_cast<uint8_t*>(const_cast<void*>(image)), size);
+    ReadSounds(stream, archiveName);
+}
+
+void Archive_t::ReadSounds(BinaryStream& stream, const char* archiveName) {
+    FreeSounds();
+    String_t tag;
+    for (stream >> tag; stream.Good() && !SameText(tag.text, AudioSystem::archiveEndMarker.text);
+         stream >> tag) {
+        Sound_t* sound = CreateByTag(tag.text);
+        if (!sound) return;  // nothing tells where its record ends
+        sound->Serialize(stream, false);
+        if (!stream.Good()) {
+            delete sound;
+            return;
+        }
+        sound->archiveName = archiveName;
+        sound->classTag = tag;
+        Store(sound);
+    }
+}
+
+// A sound that could not be loaded although its record could be read (its own file is missing) is left out.
+void Archive_t::Store(Sound_t* sound) {
+    if (SameText(sound->name.text, defaultSoundName)) {
+        delete sound;
+        return;
+    }
+    void*& place = FindOrInsert(sound->name.text);
+    delete static_cast<Sound_t*>(place);
+    place = sound;
+}
+
+void Archive_t::WriteSounds(BinaryStream& stream) {
+    ForEachSound(*this, [&](Sound_t* sound) {
+        if (SameText(sound->classTag.text, "")) return;
+        stream << sound->classTag;
+        sound->Serialize(stream, true);
+    });
+    stream << AudioSystem::archiveEndMarker;
+}
+
+void Archive_t::Save(const char* path) {
+    const std::string partPath = std::string(path) + ".part";
+    std::remove(partPath.c_str());  // the stream creates a file, but does not shorten one
+    bool isWritten;
+    {
+        BinaryStream stream(partPath.c_str(), createForWriting);
+        WriteSounds(stream);
+        stream.Flush();
+        isWritten = stream.Good() && !std::ferror(stream.file);
+    }
+    if (!isWritten || std::rename(partPath.c_str(), path) != 0) std::remove(partPath.c_str());
+}
+
+int32_t Archive_t::SaveToBuffer(void* buffer, unsigned size) {
+    BinaryStream stream(static_cast<uint8_t*>(buffer), size);
+    WriteSounds(stream);
+    return stream.TellWrite();
+}

@@ -1,0 +1,164 @@
+// sound_table.cpp - owns every loaded sound. soundTableLock is held around every change of the tables, since
+// a host's loader walks them on a thread of its own, but never around reading a file.
+#include <cstring>
+#include <new>
+
+#include "core/settings.h"
+#include "foundation/class_registry.h"
+#include "sounds/simple_sound.h"
+#include "sounds/sound.h"
+
+namespace AudioSystem {
+
+Archive_t* defaultSounds = nullptr;
+
+namespace {
+
+using tableLock_t = platform::CriticalSectionLock_t;
+
+const char* Resolve(const char* archiveName) { return archiveName ? archiveName : defaultArchiveName.text; }
+
+Archive_t* FindArchive(const char* archiveName) {
+    void* archive = nullptr;
+    return soundTable.Lookup(archiveName, archive) ? static_cast<Archive_t*>(archive) : nullptr;
+}
+
+Archive_t* FindOrCreateArchive(const char* archiveName) {
+    const tableLock_t lock(soundTableLock);
+    if (Archive_t* archive = FindArchive(archiveName)) return archive;
+    auto* archive = new (std::nothrow) Archive_t;
+    if (archive) soundTable.FindOrInsert(archiveName) = archive;
+    return archive;
+}
+
+// The text behind the last dot; null if there is none.
+const char* TagOf(const char* path) {
+    const char* dot = std::strrchr(path, '.');
+    return dot ? dot + 1 : nullptr;
+}
+
+Sound_t* CreateByTag(const char* tag) {
+    const tableLock_t lock(soundTableLock);
+    return static_cast<Sound_t*>(ClassRegistry::Create(tag));
+}
+
+bool Store(Sound_t* sound, Archive_t& archive, const char* archiveName) {
+    const tableLock_t lock(soundTableLock);
+    if (archive.Find(sound->name.text)) return false;
+    sound->archiveName = archiveName;
+    archive.FindOrInsert(sound->name.text) = sound;
+    return true;
+}
+
+template <typename Load>
+void LoadInto(const char* archiveName, const char* taggedName, Load load) {
+    Archive_t* archive = FindOrCreateArchive(archiveName);
+    const char* tag = TagOf(taggedName);
+    if (!archive || !tag) return;
+    Sound_t* sound = CreateByTag(tag);
+    if (!sound) return;
+    if (!sound->IsASortOf("Sound")) {
+        delete sound;
+        return;
+    }
+    load(*sound);
+    sound->classTag = tag;
+    if (SameText(sound->name.text, defaultSoundName) || !Store(sound, *archive, archiveName)) delete sound;
+}
+
+}  // namespace
+
+void LoadSound(const char* path, const char* archiveName) {
+    if (!path) return;
+    LoadInto(Resolve(archiveName), path, [&](Sound_t& sound) { sound.LoadFromFile(path); });
+}
+
+void LoadSoundFromBuffer(const char* name, const void* image, unsigned size) {
+    if (!name || !image) return;
+    LoadInto(name, name, [&](Sound_t& sound) { sound.LoadFromBuffer(image, size); });
+}
+
+Sound_t* GetSound(const char* soundName, const char* archiveName) {
+    Archive_t* archive = FindArchive(Resolve(archiveName));
+    Sound_t* sound = archive && soundName ? archive->Find(soundName) : nullptr;
+    return sound ? sound : FindDefaultSound("Sound");
+}
+
+bool EnterSound(Sound_t* sound, const char* archiveName) {
+    const char* resolved = Resolve(archiveName);
+    Archive_t* archive = FindOrCreateArchive(resolved);
+    return archive && Store(sound, *archive, resolved);
+}
+
+void FreeSound(const char* soundName, const char* archiveName) {
+    const char* resolved = Resolve(archiveName);
+    Archive_t* archive = FindArchive(resolved);
+    if (!archive) return;
+    const tableLock_t lock(soundTableLock);
+    if (soundName) archive->RemoveSound(soundName);
+    if (archive->count == 0) {
+        soundTable.RemoveKey(resolved);
+        delete archive;
+    }
+}
+
+void FreeArchive(const char* archiveName) {
+    const char* resolved = Resolve(archiveName);
+    Archive_t* archive = FindArchive(resolved);
+    if (!archive) return;
+    const tableLock_t lock(soundTableLock);
+    soundTable.RemoveKey(resolved);
+    delete archive;
+}
+
+void LoadArchive(const char* path, const char* archiveName) {
+    const char* resolved = Resolve(archiveName);
+    const tableLock_t lock(soundTableLock);
+    Archive_t* archive = path ? FindOrCreateArchive(resolved) : nullptr;
+    if (archive) archive->Load(path, resolved);
+}
+
+void LoadArchiveFromBuffer(const void* image, unsigned size, const char* archiveName) {
+    const char* resolved = Resolve(archiveName);
+    const tableLock_t lock(soundTableLock);
+    Archive_t* archive = image ? FindOrCreateArchive(resolved) : nullptr;
+    if (archive) archive->LoadFromBuffer(image, size, resolved);
+}
+
+void SaveArchive(const char* path, const char* archiveName) {
+    Archive_t* archive = FindArchive(Resolve(archiveName));
+    if (archive && path) archive->Save(path);
+}
+
+int32_t SaveArchiveToBuffer(void* buffer, unsigned size, const char* archiveName) {
+    Archive_t* archive = FindArchive(Resolve(archiveName));
+    return archive && buffer ? archive->SaveToBuffer(buffer, size) : 0;
+}
+
+// Null only while the system is down, when there is no table of default sounds.
+Sound_t* FindDefaultSound(const char* className) {
+    if (!defaultSounds) return nullptr;
+    if (Sound_t* sound = defaultSounds->Find(className)) return sound;
+    if (!SameText(className, "Sound")) return nullptr;
+    auto* sound = new (std::nothrow) SimpleSound_t;
+    if (sound) SetDefaultSound(className, sound);
+    return sound;
+}
+
+void SetDefaultSound(const char* className, Sound_t* sound) {
+    defaultSounds->FindOrInsert(className) = sound;
+}
+
+}  // namespace AudioSystem
+
+void Sound_t::FreeAll() {
+    using namespace AudioSystem;
+    const tableLock_t lock(soundTableLock);
+    String_t key;
+    void* archive = nullptr;
+    for (void* position = soundTable.StartPosition(); position;) {
+        soundTable.GetNext(position, key, archive);
+        delete static_cast<Archive_t*>(archive);
+    }
+    soundTable.RemoveAll();
+}

@@ -1,0 +1,326 @@
+// stream_late_test.cpp - a loader that comes too late, stops, or finds its files changed under it; and how
+// much memory all this takes.
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <condition_variable>
+#include <thread>
+
+#include "compressed/ima_blocks.h"
+#include "platform/counter.h"
+#include "stream_fixture.h"
+
+namespace {
+
+class StreamLate : public StreamFixture_t {
+  protected:
+    // What the file holds where pages have arrived, and elsewhere what zero bytes in memory stand for.
+    static std::string Arrived(Sound_t* sound, std::string data) {
+        const FilePages_t& pages = PagesOf(sound);
+        const bool isPcm = !sound->IsASortOf("CompressedStreamSound");
+        for (std::size_t at = 0; at < data.size(); ++at) {
+            const std::size_t p = at / pages.pageBytes;
+            if (pages.pageRefCounts[p] > 0 && pages.pageFlags[p] == 0) continue;
+            data[at] = isPcm && (!sound->is16Bit || at % 2 == 1) ? '\x80' : '\0';
+        }
+        return data;
+    }
+
+    // Plays from memory what a late stream must give.
+    frames_t HeardFromMemory(const sound_header_t& header, const std::string& samples, uint32_t ticks) {
+        StartWith(4096, 1);
+        frames_t heard;
+        LoadImage(header.name, "sn", FormatSoundHeader(header) + samples)->CreateCompatibleVoice(0)->Play();
+        RunTicks(ticks, 735, heard);
+        return heard;
+    }
+};
+
+// Zero bytes are the lowest sample; in ADPCM silence, or nibbles of 0 up to the next block. What is mixed is
+// what had arrived before the tick, and later frames are neither repeated nor lost.
+TEST_F(StreamLate, WhatIsHeard) {
+    constexpr uint32_t frames = 60'000, blockBytes = 700, ticks = 100;
+    for (uint32_t seed = 0; seed < 12; ++seed) {
+        const bool isIma = seed % 2 == 1, isStereo = seed % 4 < 2, is16Bit = isIma || seed % 3 > 0;
+        SCOPED_TRACE(testing::Message() << "seed " << seed << ", ima " << isIma);
+        const sound_header_t header{"a", frames, isStereo, is16Bit};
+        const sound_format_t format{1, is16Bit, isStereo};
+        const std::string image =
+            isIma ? ImaOf("a", frames, blockBytes, format) : SoundImage("a", frames, format, Ramp);
+        StartWith(4096, 1);
+        Sound_t* sound = LoadImage("a", isIma ? "iss" : "ssn", image);
+        auto* ima = dynamic_cast<IMA_ADPCM_StreamSound_t*>(sound);
+        const std::string data =
+            image.substr(isIma ? ima->dataOffset : static_cast<StreamSound_t*>(sound)->dataOffset);
+        Voice_t* voice = sound->CreateCompatibleVoice(0);
+        voice->Play();
+
+        const std::vector<int16_t> clean = DecodeBlocks(data, blockBytes, isStereo);
+        const std::string right =
+            ima ? std::string(reinterpret_cast<const char*>(clean.data()), 2 * clean.size()) : data;
+        std::mt19937 random(seed);
+        std::string wanted(std::size_t{frames} * header.BytesPerFrame(), '\0');
+        ImaChannelState_t states[2] = {};
+        std::size_t lateTicks = 0;
+        frames_t heard;
+        for (uint32_t tick = 0, begin = 0; tick < ticks; ++tick) {
+            if (tick > 5 && random() % 10 == 0) AudioSystem::LoadStreams();
+            const std::string arrived = Arrived(sound, data);
+            RunTicks(1, 735, heard);
+            const uint32_t mixed =
+                ima ? static_cast<CompressedStreamVoice_t*>(voice)->window.end : voice->position;
+            const uint32_t end = voice->isPlaying ? mixed : frames;
+            const std::size_t beginByte = begin * header.BytesPerFrame(),
+                              endByte = end * header.BytesPerFrame();
+            if (ima) {
+                const ImaBlocks_t blocks{BytesOf(arrived), blockBytes, ima->samplesPerBlock, isStereo};
+                ASSERT_TRUE(
+                    blocks.Decode(reinterpret_cast<int16_t*>(&wanted[beginByte]), begin, end, states));
+            } else {
+                wanted.replace(beginByte, endByte - beginByte, arrived, beginByte, endByte - beginByte);
+            }
+            lateTicks +=
+                wanted.compare(beginByte, endByte - beginByte, right, beginByte, endByte - beginByte) != 0;
+            begin = end;
+        }
+        EXPECT_GT(lateTicks, 10u);
+        EXPECT_LT(lateTicks, 75u);
+        EXPECT_EQ(voice->position, 0u) << "it has come to its end";
+        EXPECT_EQ(heard, HeardFromMemory(header, wanted, ticks));
+    }
+}
+
+// In real time, with the loader inside a read for a whole second, and every call that a host may make
+// meanwhile.
+TEST_F(StreamLate, MixNeverWaitsForAFile) {
+    ASSERT_TRUE(platform::SelectOutput("null"));
+    StartWith(4096, 8);
+    std::vector<Sound_t*> sounds;
+    for (const char* name : {"a", "b", "c", "d"})
+        sounds.push_back(LoadRamp(name, 300'000, {.isStereo = true}));
+    sounds.push_back(LoadImage("e", "iss", ImaOf("e", 300'000, 512, {})));
+    StreamSound_t::GetDefaultSound();
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool isWanted = false, isInside = false, isReleased = false, isOver = false;
+    hooked_file_t slow{folder.Read("a.ssn"), [&](uint64_t) {
+                           std::unique_lock lock(mutex);
+                           if (!isWanted) return true;
+                           isInside = true;
+                           changed.notify_all();
+                           changed.wait_for(lock, std::chrono::seconds(10), [&] { return isReleased; });
+                           isWanted = isInside = false;
+                           return true;
+                       }};
+    slow.TakeOver(sounds[0]);
+    const auto locked = [&](auto action) {
+        const std::lock_guard lock(mutex);
+        return action();
+    };
+    std::thread loader([&] {
+        while (!locked([&] { return isOver; })) {
+            (void)AudioSystem::streamEvent.Wait(20);
+            AudioSystem::LoadStreams();
+        }
+    });
+    std::vector<Voice_t*> voices;
+    for (Sound_t* sound : sounds) voices.push_back(sound->CreateCompatibleVoice(0));
+    std::mt19937 random(3);
+    const uint64_t second = platform::CounterFrequency();
+    // Of all that a host does in a second, the longest turn, in counts.
+    const auto longestTurn = [&] {
+        uint64_t longest = 0;
+        const uint64_t end = platform::ReadCounter() + second;
+        for (uint64_t begin = 0; begin < end; longest = std::max(longest, platform::ReadCounter() - begin)) {
+            begin = platform::ReadCounter();
+            for (Voice_t* voice : voices) {
+                if (random() % 8 == 0) voice->SetPos(static_cast<uint32_t>(random()) % 300'000);
+                voice->Play();
+            }
+            const std::size_t any = random() % 4;
+            if (voices[any]->soundQueue.count < 5) voices[any]->QueueSound(sounds[random() % 4]);
+            if (random() % 4 == 0) sounds[any]->PlayOneShot();
+            delete sounds[random() % 5]->CreateCompatibleVoice(0);
+            AudioSystem::MixVoices();
+        }
+        return longest;
+    };
+    const uint64_t unhindered = longestTurn();
+    locked([&] { return isWanted = true; });
+    voices[0]->SetPos(200'000);
+    {
+        std::unique_lock lock(mutex);
+        ASSERT_TRUE(changed.wait_for(lock, std::chrono::seconds(10), [&] { return isInside; }));
+    }
+    EXPECT_LT(longestTurn(), unhindered + second / 2);
+    EXPECT_TRUE(locked([&] { return isInside; })) << "the loader must have stood still all the while";
+    locked([&] { return isReleased = isOver = true; });
+    changed.notify_all();
+    loader.join();
+    Voice_t::FreeAll();
+    AudioSystem::LoadStreams();
+    for (Sound_t* sound : sounds) ExpectNoPage(sound);
+}
+
+// Sparse files with sounds near their ends: what is in memory is the look-ahead, the last step and two pages,
+// and no offset is short of bits.
+TEST_F(StreamLate, FilesOfManyGigabytes) {
+    constexpr uint32_t tailFrames = 40 * 1017, blockBytes = 1024;
+    // Counted page by page: the quick figures of /proc/self/statm are off by up to a few hundred KiB.
+    const auto anonymousKiB = [] {
+        std::ifstream file("/proc/self/smaps_rollup");
+        std::string word;
+        uint64_t kiB = 0;
+        while (file >> word && word != "Anonymous:") {}
+        EXPECT_TRUE(file >> kiB);
+        return kiB;
+    };
+    frames_t heard;
+    StartWith(4096, 32);
+    LoadRamp("warm", 300'000)->CreateCompatibleVoice(0)->Play();
+    RunTicksLoaded(10, heard);
+    Voice_t::FreeAll();
+    RunTicksLoaded(5, heard);
+    heard.assign(20'000, frame_t{});  // resident before anything is measured
+    heard.clear();
+    struct row_t {
+        const char* name;
+        bool isIma;
+        uint32_t frames;  // 4 bytes each, decoded
+    };
+    const row_t rows[] = {
+        {"pcm-2", false, 0x20000000},       {"pcm-6", false, 0x60000000},
+        {"pcm-16", false, 0xFFFFFFFE},      {"ima-2", true, 2 * 1017 * 1024 * 1024u},
+        {"ima-4", true, 4'000'000 * 1017u},
+    };
+    for (const row_t& row : rows) {
+        SCOPED_TRACE(row.name);
+        const uint32_t blocks = row.frames / 1017;
+        const uint64_t dataBytes = row.isIma ? uint64_t{blocks} * blockBytes : uint64_t{row.frames} * 4;
+        const sound_header_t header{row.name, row.frames, true, true};
+        std::string text = FormatSoundHeader(header), tail;
+        if (row.isIma) {
+            text = FormatImaHeader(blockBytes, header, static_cast<uint32_t>(dataBytes));
+            tail = RandomBlocks(40, blockBytes, true, 5);
+        } else {
+            const std::string image = SoundImage("x", tailFrames, {.isStereo = true}, Ramp);
+            tail = image.substr(image.size() - 4 * tailFrames);
+        }
+        const std::string tag = row.isIma ? "iss" : "ssn", path = folder.Write(row.name + ("." + tag), text);
+        std::filesystem::resize_file(path, text.size() + dataBytes - tail.size());
+        std::ofstream(path, std::ios::binary | std::ios::app) << tail;
+        Sound_t* sound = LoadFile(row.name, tag);
+        ASSERT_EQ(sound->frameCount, row.frames);
+        const uint64_t kiBBefore = anonymousKiB();
+        Voice_t* voice = sound->CreateCompatibleVoice(0);
+        voice->Play();
+        uint32_t before = 0;
+        const auto tickAndMeasure = [&] {
+            AudioSystem::LoadStreams();
+            const uint64_t step = uint64_t{voice->position - before} * (row.isIma ? 1 : 4);
+            before = voice->position;
+            EXPECT_LE(ResidentBytes(PagesOf(sound)),
+                      AudioSystem::streamLookAheadBytes + step + 2 * 4096 + 1024);
+            RunTicks(1, 735, heard);
+        };
+        for (int tick = 0; tick < 4; ++tick) tickAndMeasure();
+        for (const frame_t frame : heard) ASSERT_EQ(frame, frame_t{}) << "a hole in the file";
+        voice->Stop();
+        RunTicks(5, 735, heard);
+        before = row.frames - tailFrames;
+        voice->SetPos(before);
+        voice->Play();
+        heard.clear();
+        for (int tick = 0; tick < 20; ++tick) tickAndMeasure();
+        if (!RINGMIX_TEST_SANITIZED) {
+            EXPECT_LT(anonymousKiB(), kiBBefore + 256);
+        }
+        const std::vector<int16_t> decoded = DecodeBlocks(row.isIma ? tail : "", blockBytes, true);
+        frames_t wanted(10'000);
+        for (uint32_t f = 0; f < wanted.size(); ++f) {
+            const auto ramp = static_cast<int16_t>(Ramp(f));
+            wanted[f] = row.isIma ? frame_t{decoded[2 * f], decoded[2 * f + 1]} : frame_t{ramp, ramp};
+        }
+        const auto begin = std::search(heard.begin(), heard.end(), wanted.begin(), wanted.begin() + 20);
+        ASSERT_GE(heard.end() - begin, 10'000);
+        EXPECT_TRUE(std::equal(wanted.begin(), wanted.end(), begin));
+        Voice_t::FreeAll();
+        AudioSystem::LoadStreams();
+        ExpectNoPage(sound);
+        RunTicks(5, 735, heard);
+        heard.clear();
+        AudioSystem::FreeSound(row.name, tag.c_str());
+        std::filesystem::remove(path);
+    }
+}
+
+// The others play on, to the bit, and the stream itself comes to its end.
+TEST_F(StreamLate, FilesThatChangeWhileTheyPlay) {
+    const struct {
+        const char* name;
+        void (*change)(const std::string& path, hooked_file_t& hooked, Sound_t* sound);
+    } rows[] = {
+        {"nothing", [](const std::string&, hooked_file_t&, Sound_t*) {}},
+        {"cut", [](const std::string& path, hooked_file_t&,
+                   Sound_t*) { std::filesystem::resize_file(path, 30'000); }},
+        {"cut inside its header",
+         [](const std::string& path, hooked_file_t&, Sound_t*) { truncate(path.c_str(), 3); }},
+        {"overwritten by a shorter one",
+         [](const std::string& path, hooked_file_t&, Sound_t*) {
+             std::ofstream(path) << std::string(20'000, '\xFF');
+         }},
+        {"replaced",
+         [](const std::string& path, hooked_file_t&, Sound_t*) {
+             std::ofstream(path + ".new") << "short";
+             std::filesystem::rename(path + ".new", path);
+         }},
+        {"deleted", [](const std::string& path, hooked_file_t&, Sound_t*) { std::filesystem::remove(path); }},
+        {"unreadable",
+         [](const std::string&, hooked_file_t& hooked, Sound_t* sound) {
+             hooked.onRead = [](uint64_t) { return false; };
+             hooked.TakeOver(sound);
+         }},
+        {"closed",
+         [](const std::string&, hooked_file_t&, Sound_t* sound) {
+             std::fclose(std::exchange(dynamic_cast<BaseStream_t&>(*sound).file, nullptr));
+         }},
+    };
+    for (const auto& row : rows) {
+        for (const char* tag : {"ssn", "iss"}) {
+            SCOPED_TRACE(testing::Message() << row.name << ", " << tag);
+            StartWith(4096, 4);
+            hooked_file_t hooked;
+            Sound_t* sound = LoadImage(
+                "a", tag, tag[0] == 's' ? SoundImage("a", 60'000, {}, Ramp) : ImaOf("a", 60'000, 512, {}));
+            Voice_t* steady = LoadRamp("steady", 200'000, {}, "sn")->CreateCompatibleVoice(0);
+            Voice_t* voice = sound->CreateCompatibleVoice(0);
+            steady->SetVolume(1.0f, 0.0f);
+            voice->SetVolume(0.0f, 1.0f);
+            steady->Play();
+            voice->Play();
+            frames_t heard;
+            RunTicksLoaded(5, heard);
+            row.change(folder.At(std::string("a.") + tag), hooked, sound);
+            RunTicksLoaded(15, heard);
+            voice->SetPos(40'000);
+            sound->PlayOneShot();
+            RunTicksLoaded(120, heard);
+            EXPECT_EQ(AudioSystem::allVoices.count, 2);
+            EXPECT_TRUE(steady->isPlaying && !voice->isPlaying);
+            delete voice;
+            AudioSystem::LoadStreams();
+            ExpectNoPage(sound);
+            const bool isWhole =
+                row.name[0] == 'n' || row.name[0] == 'd' || row.name == std::string("replaced");
+            for (uint32_t f = 0; f < 20 * 735; ++f) {
+                ASSERT_EQ(heard[f].left, Ramp(f)) << f;
+                // The look-ahead was there before the change.
+                if (tag[0] == 's' && (isWhole || f < 5 * 735 + 7000)) {
+                    ASSERT_EQ(heard[f].right, Ramp(f)) << f;
+                }
+            }
+        }
+    }
+}
+
+}  // namespace

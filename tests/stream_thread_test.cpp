@@ -1,0 +1,111 @@
+// stream_thread_test.cpp - loader, host and mixing thread against each other in real time, with sounds that
+// come and go: nothing races, and no page is left. Seconds long; a minute with RINGMIX_LONG.
+#include <ringmix/base_wrapper.h>
+
+#include <atomic>
+#include <thread>
+
+#include "platform/counter.h"
+#include "stream_fixture.h"
+
+namespace {
+
+constexpr uint32_t seed = 11;
+
+class StreamThreads : public StreamFixture_t {
+  protected:
+    uint32_t Below(std::size_t limit) { return static_cast<uint32_t>(random() % limit); }
+
+    void Disturb() {
+        Voice_t*& voice = voices[Below(std::size(voices))];
+        const uint32_t which = Below(sounds.size());
+        if (!voice) voice = sounds[which]->CreateCompatibleVoice(Below(3) == 0 ? 2 : 0);
+        switch (Below(12)) {
+            case 0:
+                return voice->Stop();
+            case 1:
+            case 2:
+                return voice->SetPos(Below(voice->totalLength + 1));
+            case 3:
+                return voice->SetVolume(static_cast<float>(Below(10)) / 9, static_cast<float>(Below(10)) / 9);
+            case 4:
+                return voice->SetFrequency(static_cast<float>(Below(80)) / 10);
+            case 5:
+                voice->isLooping = !voice->isLooping;
+                return;
+            case 6:
+            case 7:
+                return voice->IsCompatibleSound(sounds[which]) ? voice->QueueSound(sounds[which])
+                                                               : voice->Play();
+            case 8:
+                delete std::exchange(voice, nullptr);
+                return;
+            case 9:
+                return Below(4) ? voice->Play() : voice->ReleaseSound();
+            case 10:
+                return sounds[which]->PlayOneShot();
+            default:
+                return voice->Play();
+        }
+    }
+
+    // Sounds of every kind, in archives that only this uses; sometimes they go while they play.
+    void LoadOrFreeOthers() {
+        const char* tags[] = {"sn", "ssn", "isn", "iss"};
+        const char* tag = tags[Below(4)];
+        Sound_t* sound = AudioSystem::GetSound("other", tag);
+        if (sound->frameCount == 0) {
+            AudioSystem::LoadSound(folder.At(std::string("other.") + tag).c_str(), tag);
+            AudioSystem::GetSound("other", tag)->PlayOneShot();
+        } else {
+            AudioSystem::FreeVoicesUsingSound("other", tag);
+            AudioSystem::FreeSound("other", tag);
+        }
+    }
+
+    std::mt19937 random{seed};
+    std::vector<Sound_t*> sounds;
+    Voice_t* voices[24] = {};
+};
+
+TEST_F(StreamThreads, LoaderHostAndMixingThread) {
+    SCOPED_TRACE(testing::Message() << "seed " << seed);
+    ASSERT_TRUE(platform::SelectOutput("null"));
+    StartWith(4096, 6);
+    for (uint32_t i = 0; i < 32; ++i) {
+        const std::string name = "s" + std::to_string(i);
+        const sound_format_t format{1u << i % 3, i % 8 < 4, i % 2 == 0};
+        sounds.push_back(i < 20 ? LoadRamp(name, 1000 + 5000 * i, format)
+                                : LoadImage(name, "iss", ImaOf(name, 5000 * i, 256 + i, format)));
+    }
+    for (const char* tag : {"sn", "ssn", "isn", "iss"})
+        folder.Write(std::string("other.") + tag,
+                     tag[0] == 'i' ? ImaOf("other", 50'000, 300, {}) : SoundImage("other", 50'000, {}, Ramp));
+    std::atomic<bool> isOver{false};
+    uint32_t passes = 0;
+    std::thread loader([&] {
+        while (!isOver) {
+            if (BaseWrapper_t::WaitForStreamLoad(5) != 0) continue;
+            BaseWrapper_t::LoadStreams();
+            ++passes;
+        }
+    });
+    uint32_t movedUnits = 0;
+    const uint64_t end = platform::ReadCounter() + (IsLongRun() ? 60 : 3) * platform::CounterFrequency();
+    while (platform::ReadCounter() < end) {
+        for (uint32_t changes = Below(6); changes > 0; --changes) Disturb();
+        if (Below(8) == 0) LoadOrFreeOthers();
+        const uint32_t before = AudioSystem::ringBase;
+        AudioSystem::MixVoices();
+        movedUnits += (AudioSystem::ringBase + AudioSystem::ringLength - before) % AudioSystem::ringLength;
+    }
+    isOver = true;
+    loader.join();
+    EXPECT_GT(passes, 50u);
+    EXPECT_GT(movedUnits, 88'200u) << "the output must move";
+    Voice_t::FreeAll();
+    AudioSystem::LoadStreams();
+    for (Sound_t* sound : sounds) ExpectNoPage(sound);
+}
+
+}  // namespace

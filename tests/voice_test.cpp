@@ -1,0 +1,315 @@
+// voice_test.cpp - the state of a voice: volume, frequency, locks, queue, starting and stopping; sliding
+// voices.
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <random>
+#include <tuple>
+
+#include "engine_fixture.h"
+#include "platform/event.h"
+#include "sounds/simple_sound.h"
+
+namespace {
+
+using AudioSystem::allVoices, AudioSystem::startingVoices;
+
+constexpr float notANumber = std::numeric_limits<float>::quiet_NaN();
+
+class VoiceState : public EngineFixture_t {
+  protected:
+    void SetUp() override {
+        EngineFixture_t::SetUp();
+        ASSERT_TRUE(Start());
+    }
+
+    Sound_t* NewSound(const sound_format_t& format = {}, uint32_t frames = 100) {
+        return MakeSound("s" + std::to_string(soundCount++), frames, format, Ramp);
+    }
+    SlidingVoice_t* NewVoice(const sound_format_t& format = {}, uint32_t frames = 100) {
+        return new SlidingVoice_t(NewSound(format, frames), 0);
+    }
+
+    // The mix modes of the list's voices, by which these tests tell them apart.
+    static std::vector<int> Modes(const List_t& list) {
+        std::vector<int> modes;
+        for (const ListNode_t* node = list.head; node; node = node->next)
+            modes.push_back(static_cast<Voice_t*>(node->data)->mixMode);
+        return modes;
+    }
+
+    int soundCount = 0;
+};
+
+TEST_F(VoiceState, Volumes) {
+    const struct {
+        const char* name;
+        float baseVolume;
+        uint32_t locks;
+        float left, right, wantLeft, wantRight;
+        uint32_t wantFlags;
+    } rows[] = {
+        {"negative right follows left", 1, 0, 0.5f, -1, 0.5f, 0.5f, pathVolume},
+        {"negative left is ignored", 1, 0, -1, 0.5f, 0.25f, 0.75f, pathVolume | pathPan},
+        {"no number is ignored", 1, 0, notANumber, 0.5f, 0.25f, 0.75f, pathVolume | pathPan},
+        {"above 1.0, each for itself", 1, 0, 0.5f, 2, 0.5f, 1, pathVolume | pathPan},
+        {"back to the plain path", 1, 0, 2, 2, 1, 1, 0},
+        {"nothing makes up for a quiet sound", 0.5f, 0, 1, 1, 1, 1, pathVolume},
+        {"a loud sound turned down", 2, 0, 0.5f, 0.5f, 0.5f, 0.5f, 0},
+        {"only one product is 1.0", 2, 0, 0.5f, 0.25f, 0.5f, 0.25f, pathVolume | pathPan},
+        {"volume locked", 1, lockVolume, 0.5f, 0.5f, 1, 1, 0},
+        {"pan locked", 1, lockPan, 0.5f, 0.1f, 0.5f, 0.5f, pathVolume},
+        {"frequency locked", 1, lockFrequency, 0.5f, 0.5f, 0.5f, 0.5f, pathVolume},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        Voice_t* voice = NewVoice({1, true, false, row.baseVolume, row.locks});
+        EXPECT_EQ(voice->pathFlags, row.baseVolume == 1 ? 0 : pathVolume);
+        voice->SetVolume(0.25f, 0.75f);
+        voice->SetVolume(row.left, row.right);
+        EXPECT_EQ(voice->leftVolume, row.wantLeft);
+        EXPECT_EQ(voice->rightVolume, row.wantRight);
+        EXPECT_EQ(voice->pathFlags, row.wantFlags);
+    }
+    Voice_t* voice = NewVoice();
+    for (const auto& [set, want] :
+         {std::pair{0.5f, 0.5f}, {-0.1f, 0.5f}, {notANumber, 0.5f}, {3, 1}, {0, 0}}) {
+        voice->SetBaseVolume(set);
+        EXPECT_EQ(voice->baseVolume, want);
+        EXPECT_EQ(voice->pathFlags, want == 1 ? 0 : pathVolume);
+    }
+}
+
+TEST_F(VoiceState, Frequencies) {
+    const struct {
+        uint32_t divisor, locks;
+        float ratio;
+        uint32_t wantStep, wantFlags;
+    } rows[] = {
+        {1, 0, 0.2f, 204, pathFrequency},        {1, 0, 0.19f, 1280, pathFrequency},
+        {1, 0, 8.0f, 1280, pathFrequency},       {1, 0, std::nextafter(8.0f, 0.0f), 8191, pathFrequency},
+        {1, 0, notANumber, 1280, pathFrequency}, {1, 0, -1.0f, 1280, pathFrequency},
+        {2, 0, 1.5f, 768, pathFrequency},        {3, 0, 1.0f, 341, 0},
+        {4, 0, 0.2f, 51, pathFrequency},         {2, lockFrequency, 1.5f, 512, 0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::Message() << row.ratio << " at divisor " << row.divisor);
+        Voice_t* voice = NewVoice({row.divisor, true, false, 1.0f, row.locks});
+        EXPECT_EQ(voice->step, 1024 / row.divisor);
+        voice->SetFrequency(1.25f);
+        voice->SetFrequency(row.ratio);
+        EXPECT_EQ(voice->step, row.wantStep);
+        EXPECT_EQ(voice->pathFlags, row.wantFlags);
+    }
+}
+
+TEST_F(VoiceState, PositionsEndBelow32Bits) {
+    SimpleSound_t longSound, tooMuch, rest, empty;  // never mixed: they need no samples
+    longSound.frameCount = 0xFFFFFF00;
+    tooMuch.frameCount = 0x100;
+    rest.frameCount = 0xFF;
+    SimpleVoice_t voice(&longSound, 0);
+    for (SimpleSound_t* sound : {&empty, &tooMuch, &rest, &rest}) voice.QueueSound(sound);
+    EXPECT_EQ(voice.soundQueue.count, 2);
+    EXPECT_EQ(voice.totalLength, 0xFFFFFFFFu);
+    const uint32_t last = 0xFFFFFFFF;  // target, then base and position
+    for (const auto& [target, base, position] :
+         {std::tuple{last - 1, 0xFFFFFF00u, 0xFEu}, {0xFFFFFF00, 0xFFFFFF00, 0}, {5, 0, 5}, {last, 0, 0}}) {
+        voice.SetPos(target);
+        EXPECT_EQ(std::tuple(voice.queueBase, voice.position), std::tuple(base, position));
+        EXPECT_EQ(voice.nextQueued, base == 0 ? voice.soundQueue.tail : nullptr);
+    }
+    voice.SetPos(0xFFFFFF00);  // the exact end of the current sound
+    EXPECT_EQ(voice.position, voice.frameCount);
+}
+
+TEST_F(VoiceState, PlayAndStopKeepTheListOfStarts) {
+    Sound_t* sound = NewSound();
+    for (const int mode : {0, 1, 2}) new SimpleVoice_t(sound, mode);
+    auto* first = static_cast<Voice_t*>(allVoices.head->data);
+    auto* middle = static_cast<Voice_t*>(allVoices.FindIndex(1)->data);
+    for (Voice_t* voice : {middle, first, middle}) voice->Play();
+    EXPECT_EQ(Modes(startingVoices), (std::vector{1, 0}));
+    middle->SetPos(50);
+    middle->Stop();
+    EXPECT_EQ(Modes(startingVoices), (std::vector{0}));
+    middle->Play();
+    middle->isPlaying = false;  // as after a first stretch that was its last
+    middle->Play();
+    EXPECT_EQ(Modes(startingVoices), (std::vector{0, 1}));
+    EXPECT_EQ(middle->position, 50u);
+    delete first;
+    EXPECT_EQ(Modes(startingVoices), (std::vector{1}));
+    EXPECT_EQ(Modes(allVoices), (std::vector{1, 2}));
+    Voice_t::StopAndRewindAll();
+    EXPECT_EQ(startingVoices.count, 0);
+    EXPECT_FALSE(middle->isPlaying || middle->position != 0);
+}
+
+TEST_F(VoiceState, NothingToPlaySignalsAtOnce) {
+    platform::Event_t event;
+    event.Create();
+    Voice_t* voice = NewVoice();
+    voice->completionEvent = &event;
+    voice->Play();
+    voice->Stop();
+    EXPECT_EQ(event.Wait(0), platform::waitTimedOut);
+
+    voice->SetPos(40);
+    voice->ReleaseSound();
+    EXPECT_EQ(voice->totalLength + voice->frameCount + voice->queueBase + voice->position, 0u);
+    EXPECT_EQ(voice->soundQueue.head->data, SimpleSound_t::GetDefaultSound());
+    voice->SetPos(0);
+    voice->Play();
+    EXPECT_FALSE(voice->isPlaying);
+    EXPECT_EQ(event.Wait(0), platform::waitSignalled);
+
+    Sound_t* next = NewSound({2}, 30);
+    for (int i = 0; i < 2; ++i) voice->QueueSound(next);
+    EXPECT_EQ(voice->soundQueue.count, 2);
+    EXPECT_EQ(voice->totalLength, 60u);
+    EXPECT_EQ(voice->samples, next->samples);
+    EXPECT_EQ(voice->nextQueued, voice->soundQueue.tail);
+    AudioSystem::initialized = false;
+    voice->Play();
+    AudioSystem::initialized = true;
+    EXPECT_FALSE(voice->isPlaying);
+    EXPECT_EQ(event.Wait(0), platform::waitSignalled);
+}
+
+TEST_F(VoiceState, FreeFunctionsTakeEveryVoiceThatQueuesTheSound) {
+    const struct {
+        const char *sound, *archive;
+        std::vector<int> left;
+    } rows[] = {
+        {"b", "b.sn", {0, 3}},    {"B", "b.sn", {0, 1, 2, 3, 4}},        {"b", "b.s", {0, 1, 2, 3, 4}},
+        {"a", "a.sn", {2, 3}},    {"a", nullptr, {0, 1, 2, 3, 4}},       {"c", nullptr, {0, 1, 2, 4}},
+        {"", "a.sn", {2, 3}},     {"c", "DefaultArchive", {0, 1, 2, 4}}, {"", nullptr, {0, 1, 2, 4}},
+        {"", "", {0, 1, 2, 3, 4}}  // an empty sound name: the whole archive
+    };
+    std::vector<Sound_t*> sounds;
+    for (const char* name : {"a", "b", "c"}) sounds.push_back(MakeSound(name, 10, {}, Ramp));
+    sounds[2]->archiveName = "DefaultArchive";
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::Message() << row.sound << " in " << (row.archive ? row.archive : "null"));
+        Voice_t::FreeAll();
+        EXPECT_EQ(allVoices.count, 0);
+        const std::vector<std::vector<int>> queues = {{0}, {0, 1}, {1}, {2}, {0, 0, 1}};
+        for (int mode = 0; mode < 5; ++mode) {
+            auto* voice = new SimpleVoice_t(sounds[queues[mode][0]], mode);
+            for (std::size_t i = 1; i < queues[mode].size(); ++i) voice->QueueSound(sounds[queues[mode][i]]);
+            voice->Play();
+        }
+        AudioSystem::FreeVoicesUsingSound(nullptr, "a.sn");
+        if (row.sound[0]) {
+            AudioSystem::FreeVoicesUsingSound(row.sound, row.archive);
+        } else {
+            AudioSystem::FreeVoicesUsingArchive(row.archive);
+        }
+        EXPECT_EQ(Modes(allVoices), row.left);
+        EXPECT_EQ(Modes(startingVoices), row.left);
+    }
+}
+
+// Positions, then values, from and to.
+std::vector<float> FrequencySlide(const SlidingVoice_t& v) {
+    return {float(v.frequencySlideFrom), float(v.frequencySlideTo), v.frequencyStart, v.frequencyEnd};
+}
+std::vector<float> VolumeSlide(const SlidingVoice_t& v) {
+    return {
+        float(v.volumeSlideFrom), float(v.volumeSlideTo), v.leftStart, v.leftEnd, v.rightStart, v.rightEnd};
+}
+
+TEST_F(VoiceState, SlideArguments) {
+    SlidingVoice_t& voice = *NewVoice();
+    using slide_t = std::vector<float>;
+    EXPECT_EQ(voice.mixFlags, prepareAtTop);
+    EXPECT_EQ(voice.mixChunk, 2048);
+    voice.SetFrequencySlide(0, 1000, 0.1f, 2);
+    voice.SetFrequencySlide(0, 1000, 1, 10.5f);
+    voice.SetFrequencySlide(0, 1000, notANumber, 1);
+    voice.SetVolumeSlide(0, 100, -0.1f, 1, 1, 1);
+    voice.SetVolumeSlide(0, 100, 1, -0.1f, 1, 1);
+    EXPECT_FALSE(voice.frequencySlideActive || voice.volumeSlideActive);
+    voice.SetFrequencySlide(0, 1000, 0.2f, 10);
+    EXPECT_EQ(FrequencySlide(voice), (slide_t{0, 1000, 0.2f, 10}));
+    voice.SetFrequencySlide(1000, 0, 1, 2);
+    EXPECT_EQ(FrequencySlide(voice), (slide_t{0, 1000, 2, 1}));
+    voice.SetVolumeSlide(0, 100, 0, 1, -1, 0.3f);
+    EXPECT_EQ(VolumeSlide(voice), (slide_t{0, 100, 0, 1, 0, 1}));
+    voice.SetVolumeSlide(0, 100, 2, 3, 4, 5);
+    EXPECT_EQ(VolumeSlide(voice), (slide_t{0, 100, 1, 1, 1, 1}));
+    voice.SetVolumeSlide(9, 3, 0.2f, 0.5f, 0.1f, 0.7f);
+    EXPECT_EQ(VolumeSlide(voice), (slide_t{3, 9, 0.5f, 0.2f, 0.7f, 0.1f}));
+    EXPECT_TRUE(voice.frequencySlideActive && voice.volumeSlideActive);
+
+    voice.SetVolume(0.5f, 0.25f);
+    voice.SetFrequency(3);
+    voice.ClearVolumeSlide();
+    voice.ClearFrequencySlide();
+    EXPECT_EQ(VolumeSlide(voice), (slide_t{0, 0, 1, 1, 1, 1}));
+    EXPECT_EQ(FrequencySlide(voice), (slide_t{0, 0, 1, 1}));
+    EXPECT_FALSE(voice.frequencySlideActive || voice.volumeSlideActive);
+    EXPECT_EQ(voice.pathFlags, 0u);
+    EXPECT_EQ(voice.step, 1024u);
+}
+
+float RampAt(uint32_t at, uint32_t from, uint32_t to, float start, float end) {
+    if (at < from) return start;
+    if (at >= to) return end;
+    const double part = double(at - from) / double(to - from);
+    return static_cast<float>((double{end} - double{start}) * part + double{start});
+}
+
+TEST_F(VoiceState, SlidesFollowTheQueuePosition) {
+    SlidingVoice_t* voice = NewVoice({}, 3000);
+    voice->QueueSound(NewSound({}, 3000));
+    for (unsigned seed = 0; seed < 300; ++seed) {
+        SCOPED_TRACE(testing::Message() << "seed " << seed);
+        std::minstd_rand generator(seed);
+        const auto below = [&](uint32_t limit) { return static_cast<uint32_t>(generator()) % limit; };
+        const uint32_t a = below(4000), b = below(8) == 0 ? a : a + below(2000);
+        std::uniform_real_distribution<float> volume(0, 1), frequency(0.2f, 7.9f);
+        const float v[] = {volume(generator), volume(generator), volume(generator), volume(generator)};
+        const float f[] = {frequency(generator), frequency(generator)};
+        voice->SetVolumeSlide(a, b, v[0], v[1], v[2], v[3]);
+        voice->SetFrequencySlide(a, b, f[0], f[1]);
+        for (int i = 0; i < 20; ++i) {
+            const uint32_t at = i == 0 ? a : i == 1 ? b : below(5999);
+            voice->SetPos(at);
+            EXPECT_TRUE(voice->PrepareFrame(below(9)));
+            ASSERT_EQ(voice->leftVolume, RampAt(at, a, b, v[0], v[1])) << at;
+            ASSERT_EQ(voice->rightVolume, RampAt(at, a, b, v[2], v[3])) << at;
+            ASSERT_EQ(voice->step, static_cast<uint32_t>(RampAt(at, a, b, f[0], f[1]) * 1024.0)) << at;
+        }
+    }
+}
+
+TEST_F(VoiceState, SlidesHoldAtTheLimitAndAtLocks) {
+    SlidingVoice_t* voice = NewVoice({}, 9000);
+    voice->SetFrequencySlide(9000, 0, 1, 10);  // falling: without effect until it is below 8.0
+    for (const auto& [at, wantStep] :
+         {std::pair{0u, 1024u}, {2000u, 1024u}, {2001u, 8190u}, {5000u, 5120u}}) {
+        voice->SetPos(at);
+        voice->PrepareFrame(wholePass);
+        EXPECT_EQ(voice->step, wantStep) << at;
+    }
+    voice->SetFrequencySlide(0, 9000, 1, 10);
+    for (voice->position = 0; voice->position < 9000; ++voice->position) {
+        voice->PrepareFrame(wholePass);
+        ASSERT_EQ(voice->step, (1000 + std::min(voice->position, 6999u)) * 1024 / 1000) << voice->position;
+    }
+    const auto at = [&](uint32_t locks, uint32_t position) {
+        SlidingVoice_t* each = NewVoice({1, true, false, 1, locks});
+        each->SetVolumeSlide(0, 90, 0, 1, 1, 1);
+        each->SetFrequencySlide(0, 90, 2, 1);
+        each->SetPos(position);
+        each->PrepareFrame(wholePass);
+        return std::tuple(each->leftVolume, each->rightVolume, each->step, each->pathFlags);
+    };
+    EXPECT_EQ(at(lockVolume | lockFrequency, 45), std::tuple(1, 1, 1024, 0));
+    EXPECT_EQ(at(lockPan, 45), std::tuple(0.5f, 0.5f, 1536, pathVolume | pathFrequency));
+    EXPECT_EQ(at(0, 90), std::tuple(1, 1, 1024, 0));  // past its end on the plain path
+}
+
+}  // namespace

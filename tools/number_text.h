@@ -1,0 +1,14 @@
+// number_text.h - numbers as text, the same in every locale.
+#pragma once
+
+#include <string>
+
+namespace tools {
+
+// Fixed notation with that many decimals; "-inf" and "inf" for infinities.
+std::string FixedText(double value, int decimals);
+
+// The double that a person would write for this float: 0.8f is 0.8, not 0.800000011920929.
+double ShortestDouble(float value);
+
+}  // namespace tools

@@ -1,0 +1,26 @@
+// progress.h - a bar on standard error, if that is a terminal.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace tools {
+
+class Progress_t {
+  public:
+    // total: what counts as done; 0 means unknown and shows nothing.
+    Progress_t(std::string label, uint64_t total);
+    Progress_t(const Progress_t&) = delete;
+    Progress_t& operator=(const Progress_t&) = delete;
+    ~Progress_t();  // clears the line
+
+    void Show(uint64_t done);
+
+  private:
+    std::string label;
+    uint64_t total;
+    int shownPercent = -1;
+    bool isTerminal;
+};
+
+}  // namespace tools

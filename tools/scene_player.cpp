@@ -1,0 +1,193 @@
+// scene_player.cpp - a host in a box. The clock of the manual backend is the only time there is.
+#include "tools/scene_player.h"
+
+#include <algorithm>
+#include <map>
+
+#include "compressed/compressed_voice.h"
+#include "core/audio_system.h"
+#include "platform/manual_output.h"
+#include "platform/output_backends.h"
+#include "sounds/sound.h"
+#include "streaming/compressed_stream_voice.h"
+#include "streaming/raw_stream_voice.h"
+#include "streaming/stream_voice.h"
+#include "tools/interrupt.h"
+#include "tools/scene_schedule.h"
+#include "tools/scene_sounds.h"
+#include "voices/sliding_voice.h"
+
+namespace tools {
+
+namespace {
+
+constexpr uint32_t bytesPerFrame = 4;
+constexpr uint32_t longestStep = 65536;  // frames: bounds the memory of a slow host's frame
+
+// Of every class of voice that a scene can make.
+MixCostTable_t* const costTables[] = {&SimpleVoice_t::mixCosts,           &SlidingVoice_t::mixCosts,
+                                      &CompressedVoice_t::mixCosts,       &StreamVoice_t::mixCosts,
+                                      &CompressedStreamVoice_t::mixCosts, &RawStreamVoice_t::mixCosts};
+
+// The running engine; stopped when it goes out of scope.
+class EngineRun_t {
+  public:
+    EngineRun_t() = default;
+    EngineRun_t(const EngineRun_t&) = delete;
+    EngineRun_t& operator=(const EngineRun_t&) = delete;
+    ~EngineRun_t() { AudioSystem::DeInitialize(); }
+
+    outcome_t Start(const scene_t& scene) {
+        platform::ResetManualOutput();
+        if (!platform::SelectOutput("manual"))
+            return Failure(scene.path.string(), "No manual output in this build");
+        platform::ManualSettings().writeLeadBytes = scene.writeLeadBytes;
+        platform::ManualSettings().isEmulated = scene.isEmulated;
+        for (MixCostTable_t* costs : costTables) *costs = {};
+        AudioSystem::Initialize(nullptr, false, scene.streamPageBytes, scene.streamPagesAhead,
+                                scene.decodedPageBytes);
+        if (AudioSystem::IsInitialized()) return Success();
+        return Failure(scene.path.string(), "The audio system does not start");
+    }
+};
+
+// The scene's voices by name. The engine owns them; a named one goes only by a free event.
+class Voices_t {
+  public:
+    Voices_t(const scene_t& ownerScene, const SceneSounds_t& sceneSounds)
+        : scene(ownerScene), sounds(sceneSounds) {}
+
+    outcome_t Apply(const scene_event_t& event) {
+        const action_t action = event.action ? event.action->value : action_t::none;
+        if (action == action_t::oneShot) {
+            sounds.Find(event.sound->value)->PlayOneShot();
+            return Success();
+        }
+        auto found = byName.find(event.voice->value);
+        if (found == byName.end()) {
+            named_voice_t made;
+            if (outcome_t isMade = Make(event, made); !isMade) return isMade;
+            found = byName.emplace(event.voice->value, made).first;
+        }
+        if (outcome_t isSet = ApplySettings(event, found->second); !isSet) return isSet;
+        Act(action, *found->second.voice);
+        if (action == action_t::free) byName.erase(found);
+        return Success();
+    }
+
+  private:
+    struct named_voice_t {
+        Voice_t* voice = nullptr;
+        SlidingVoice_t* sliding = nullptr;  // the same one, if it was made as such
+    };
+
+    outcome_t Make(const scene_event_t& event, named_voice_t& made) const {
+        Sound_t* sound = sounds.Find(event.sound->value);
+        const int32_t mixMode = event.mixMode ? event.mixMode->value : 0;
+        if (!event.sliding || !event.sliding->value) {
+            made.voice = sound->CreateCompatibleVoice(mixMode);
+            return Success();
+        }
+        if (!sound->IsASortOf("SimpleSound")) {
+            return Failure(scene.At(event.sliding->line),
+                           event.sound->value + " is no simple sound: it cannot slide");
+        }
+        made.sliding = new SlidingVoice_t(sound, mixMode);
+        made.voice = made.sliding;
+        return Success();
+    }
+
+    outcome_t ApplySettings(const scene_event_t& event, const named_voice_t& named) const {
+        Voice_t& voice = *named.voice;
+        if (event.queue) {
+            for (const auto& entry : event.queue->value) {
+                Sound_t* sound = sounds.Find(entry.value);
+                if (!voice.IsCompatibleSound(sound)) {
+                    return Failure(scene.At(entry.line),
+                                   "voice " + event.voice->value + " cannot play " + entry.value);
+                }
+                voice.QueueSound(sound);
+            }
+        }
+        if (event.slideFrequency) {
+            const auto& [from, to, values] = event.slideFrequency->value;
+            named.sliding->SetFrequencySlide(from, to, values[0], values[1]);
+        }
+        if (event.slideVolume) {
+            const auto& [from, to, values] = event.slideVolume->value;
+            named.sliding->SetVolumeSlide(from, to, values[0], values[1], values[2], values[3]);
+        }
+        if (event.volume) voice.SetVolume(event.volume->value[0], event.volume->value[1]);
+        if (event.frequency) voice.SetFrequency(event.frequency->value);
+        if (event.loop) voice.isLooping = event.loop->value;
+        if (event.position) voice.SetPos(event.position->value);
+        return Success();
+    }
+
+    static void Act(action_t action, Voice_t& voice) {
+        if (action == action_t::play) voice.Play();
+        if (action == action_t::stop || action == action_t::reset) voice.Stop();
+        if (action == action_t::reset) voice.SetPos(0);
+        if (action == action_t::free) delete &voice;
+    }
+
+    const scene_t& scene;
+    const SceneSounds_t& sounds;
+    std::map<std::string, named_voice_t> byName;
+};
+
+// Hands over what the device plays, and cuts it at the scene's end.
+class Tape_t {
+  public:
+    Tape_t(const scene_t& scene, const played_sink_t& playedSink)
+        : sink(playedSink), framesLeft(scene.outputFrames) {}
+
+    bool Play(uint32_t frames) {
+        while (frames > 0) {
+            const uint32_t step = std::min(frames, longestStep);
+            played.clear();
+            platform::PlayManualOutput(step, played);
+            const auto taken = std::min(static_cast<uint32_t>(played.size() / bytesPerFrame), framesLeft);
+            if (!sink(played.data(), size_t{taken} * bytesPerFrame)) return false;
+            framesLeft -= taken;
+            frames -= step;
+        }
+        return true;
+    }
+
+    uint32_t FramesLeft() const { return framesLeft; }
+
+  private:
+    const played_sink_t& sink;
+    uint32_t framesLeft;
+    std::vector<uint8_t> played;
+};
+
+}  // namespace
+
+outcome_t PlayScene(const scene_t& scene, SceneSounds_t& sounds, const played_sink_t& sink) {
+    EngineRun_t engine;
+    if (outcome_t started = engine.Start(scene); !started) return started;
+    if (outcome_t isLoaded = sounds.Load(); !isLoaded) return isLoaded;
+    if (scene.worstCaseFrameRate) AudioSystem::SetWorstCaseFrameRate(scene.worstCaseFrameRate->value);
+
+    const std::vector<scheduled_event_t> schedule = ScheduleEvents(scene);
+    auto next = schedule.begin();
+    Voices_t voices(scene, sounds);
+    Tape_t tape(scene, sink);
+    uint32_t position = 0;
+    for (uint64_t hostFrame = 0; position < scene.outputFrames; ++hostFrame) {
+        if (Interrupted()) return InterruptedFailure(scene.path.string());
+        for (; next != schedule.end() && next->hostFrame <= hostFrame; ++next) {
+            if (outcome_t applied = voices.Apply(*next->event); !applied) return applied;
+        }
+        AudioSystem::MixVoices();
+        const uint32_t end = FramesBefore(hostFrame + 1, scene.frameRate, scene.outputFrames);
+        if (!tape.Play(end - position)) return Failure(scene.path.string(), "Its output cannot be written");
+        position = end;
+    }
+    if (tape.FramesLeft() == 0) return Success();
+    return Failure(scene.path.string(), "The device stopped playing");
+}
+
+}  // namespace tools

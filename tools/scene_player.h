@@ -1,0 +1,24 @@
+// scene_player.h - the host loop of a scene, without a sound card and without real time.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+
+#include "tools/scene.h"
+
+namespace tools {
+
+class SceneSounds_t;
+
+// Takes bytes of 16-bit stereo as the device plays them; false ends the run.
+using played_sink_t = std::function<bool(const uint8_t* bytes, size_t count)>;
+
+// Starts the engine on the manual device, loads the sounds, plays the scene and stops the engine. For host
+// frame k = 0, 1, 2, ...: the events that are due are applied, the tick runs, the device plays on to frame
+// floor((k + 1) x 44100 / frameRate). Ends after scene.outputFrames frames, all of which have gone to the
+// sink. The measured costs of mixing start afresh, so a scene sounds the same however many went before it.
+// The engine must not be running; sounds are resolved and imported.
+outcome_t PlayScene(const scene_t& scene, SceneSounds_t& sounds, const played_sink_t& sink);
+
+}  // namespace tools
