@@ -6,10 +6,10 @@ set -euo pipefail
 packages=(cmake ninja-build g++ pkg-config libgtest-dev libbenchmark-dev libcli11-dev libtomlplusplus-dev
   nlohmann-json3-dev libsndfile1-dev libsamplerate0-dev)
 case ${1:-release} in
-  clang) packages+=(clang) ;;
+  clang | asan) packages+=(clang libclang-rt-dev) ;;
   check) packages+=(clang-format git) ;;
   demo) packages+=(sound-theme-freedesktop) ;;
-  release | debug | asan | tsan) ;;
+  release | debug | tsan) ;;
   *)
     echo "install-deps.sh: unknown task $1" >&2
     exit 2
