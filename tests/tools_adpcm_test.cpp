@@ -156,7 +156,7 @@ TEST_F(Adpcm, FailureLeavesNoTrace) {
         {{"good.wav", "nowhere/out.isn"}, 1, "ringmix: nowhere/out.isn: "},
         {{"good.wav", "out.isn", "--8bit"}, 2, "ringmix: --8bit: "},
         {{"good.wav", "out.isn", "--name", "a b"}, 2, "ringmix: --name: "},
-        {{"good.wav", "out.iss"}, 2, "ringmix: OUTPUT: "},
+        {{"good.wav", "out.ogg"}, 2, "ringmix: OUTPUT: "},
     };
     const auto before = FilesHere();
     for (auto test : cases) {

@@ -46,7 +46,7 @@ TEST_F(Scene, ErrorsNameFileAndLine) {
         {"invalid text", "duration = 1\nx = \"\xff\"", "s.toml:2: "},
         {"key twice", "duration = 1\nduration = 2", "s.toml:2: "},
         {"empty", "", "s.toml:1: duration is missing\n"},
-        {"unknown key", base + "[loader]\nx = 1", "s.toml:10: unknown key loader\n"},
+        {"unknown key", base + "[printer]\nx = 1", "s.toml:10: unknown key printer\n"},
         {"unknown key in a table", base + "[device]\nemulated = true\nspeed = 1",
          "s.toml:12: unknown key speed\n"},
         {"unknown key in an event", event + "pan = 1", "s.toml:12: unknown key pan\n"},

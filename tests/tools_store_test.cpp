@@ -113,7 +113,9 @@ TEST_F(Store, ErrorsNameFileAndLine) {
     ASSERT_EQ(Run({"archive", "create", "x.archive", "a.sn", "b.isn"}).status, 0);
     std::filesystem::copy_file("x.archive", "y.archive");
     std::filesystem::copy_file("c.isn", "c.iss");
-    ASSERT_EQ(Run({"archive", "create", "stream.archive", "c.iss"}).status, 0);
+    std::filesystem::copy_file("c.isn", "d.iss");
+    ASSERT_EQ(Run({"archive", "create", "stream.archive", "d.iss"}).status, 0);
+    std::filesystem::remove("d.iss");
     Write("cut.archive", Bytes("x.archive").substr(0, 5000));
     const std::string head = "duration = 0.05\n";  // the case's text begins in line 2
     const std::string x = "[[archive]]\nfile = \"x.archive\"\n",
@@ -121,17 +123,25 @@ TEST_F(Store, ErrorsNameFileAndLine) {
     const struct {
         std::string scene, message;
     } cases[] = {
-        {Sound("a.wav", "store = \"mp3\"\n"), "s.toml:4: store must be \"pcm\" or \"adpcm\"\n"},
-        {Sound("a.wav", "store = true\n"), "s.toml:4: store must be \"pcm\" or \"adpcm\"\n"},
+        {Sound("a.wav", "store = \"mp3\"\n"),
+         "s.toml:4: store must be \"pcm\", \"adpcm\", \"stream\" or \"adpcm-stream\"\n"},
+        {Sound("a.wav", "store = true\n"), "s.toml:4: store must be \"pcm\", "},
+        {"[loader]\nmode = \"delayed\"\n", "s.toml:2: mode \"delayed\" needs delay_frames\n"},
+        {"[loader]\ndelay_frames = 1\n", "s.toml:3: delay_frames needs mode = \"delayed\"\n"},
+        {"[loader]\nmode = 1\n", "s.toml:3: mode must be \"each-frame\", \"thread\" or \"delayed\"\n"},
         {Sound("b.isn", "store = \"pcm\"\n"), "s.toml:4: b.isn is a sound file of the engine already"},
-        {Sound("c.iss"), "s.toml:3: a scene cannot play the stream c.iss\n"},
+        {Sound("a.wav") + Sound("c.iss") + event + "sound = \"a\"\nqueue = [\"c\"]\n",
+         "s.toml:10: voice v cannot play c\n"},
+        {Sound("c.iss") + event + "sound = \"c\"\nsliding = true\n", "s.toml:8: c is no simple sound: "},
+        {"[memory]\nstream_page_bytes = 0\n" + Sound("c.iss"),
+         "c.iss: The engine cannot load this sound file\n"},
         {"[[archive]]\nname = \"x\"\n", "s.toml:2: file is missing\n"},
         {"[archive]\nfile = \"x.archive\"\n", "s.toml:2: archive must be a list of tables\n"},
         {x + "path = 1\n", "s.toml:4: unknown key path\n"},
         {"[[archive]]\nfile = \"missing\"\n", "missing: "},
         {"[[archive]]\nfile = \"a.wav\"\n", "a.wav: Not a sound archive\n"},
         {"[[archive]]\nfile = \"cut.archive\"\n", "cut.archive: After "},
-        {"[[archive]]\nfile = \"stream.archive\"\n", "s.toml:2: a scene cannot play the stream c\n"},
+        {"[[archive]]\nfile = \"stream.archive\"\n", "d.iss: No such file or directory\n"},
         {x + "[[archive]]\nfile = \"y.archive\"\n", "s.toml:4: archive DefaultArchive is loaded already\n"},
         {x + "[[archive]]\nfile = \"y.archive\"\nname = \"y\"\n", "s.toml:4: there is another sound "},
         {x + Sound("a.wav"), "s.toml:4: there is another sound a\n"},

@@ -24,6 +24,7 @@ constexpr char footer[] =
     "A .isn file holds IMA ADPCM: a quarter of the size, decoded while it plays. An IMA ADPCM wave file is\n"
     "copied block by block; all else is encoded, and the report tells the sizes before and after and the\n"
     "signal-to-noise ratio of the decoded result.\n\n"
+    "A .ssn file is a .sn file, and a .iss file a .isn file, that the engine plays from disk.\n\n"
     "OUTPUT appears when it is complete; a failed import leaves an older one as it was.\n\n"
     "  ringmix import rain.flac rain.sn --volume 0.8\n"
     "  ringmix import speech.wav speech.isn --mono --rate 22050\n";
@@ -56,9 +57,7 @@ uint32_t LockFlagsOf(const std::string& text) {
 }
 
 std::string CheckOutputName(const std::string& text) {
-    const sound_class_t* soundClass = SoundClassOf(text);
-    return soundClass != nullptr && !soundClass->isStream ? ""
-                                                          : "the name of a sound file ends in .sn or .isn";
+    return IsEngineFile(text) ? "" : "the name of a sound file ends in .sn, .isn, .ssn or .iss";
 }
 
 std::string SizeText(const import_report_t& report) {
@@ -121,7 +120,7 @@ command_t AddImportCommand(CLI::App& app) {
     command->add_option("INPUT", arguments->input, "Wave, FLAC, Ogg, MP3, AIFF, ... file")->required();
     command
         ->add_option("OUTPUT", arguments->output,
-                     "Sound file to write; its name ends in .sn (samples) or .isn (ADPCM)")
+                     "Sound file to write; its name ends in .sn or .ssn (samples), .isn or .iss (ADPCM)")
         ->required()
         ->check(CLI::Validator(CheckOutputName, ""));
     arguments->nameOption = command->add_option(
@@ -132,7 +131,7 @@ command_t AddImportCommand(CLI::App& app) {
     command->add_option("--rate", options.rateHz, "Sample rate in Hz [the nearest one]")
         ->check(CLI::IsMember({44100u, 22050u, 11025u}));
     command->add_flag("--mono", options.toMono, "Average all channels into one");
-    command->add_flag("--8bit", options.to8Bit, "Store 8-bit samples; not for .isn");
+    command->add_flag("--8bit", options.to8Bit, "Store 8-bit samples; not for ADPCM");
     command->footer(footer);
     return [arguments] { return RunImport(*arguments); };
 }

@@ -27,11 +27,15 @@ constexpr char footer[] =
     "may be any audio files; those that are no sound files of the engine are imported first. The output is\n"
     "16-bit stereo at 44100 Hz, the same bytes on every run and every machine. Errors in a scene name file\n"
     "and line. docs/scenes.md has every key.\n\n"
+    "--stats tells of each stream: pages and bytes read, pages read more than once, the most pages in "
+    "memory\n"
+    "at a time, and frames that were mixed before their page had arrived.\n\n"
     "  ringmix render scene.toml -o out.wav\n"
     "  ringmix render scene.toml -o - | aplay\n";
 
 struct arguments_t {
     std::string scene, output;
+    bool withStatistics = false;
 };
 
 // Standard output, or a file that appears when it is complete.
@@ -62,18 +66,20 @@ class WaveTarget_t {
     int pipeError = 0;
 };
 
-outcome_t RenderInto(WaveTarget_t& target, const scene_t& scene, SceneSounds_t& sounds) {
+outcome_t RenderInto(WaveTarget_t& target, const scene_t& scene, SceneSounds_t& sounds,
+                     std::vector<stream_statistics_t>& streams) {
     const std::string header = FormatWaveHeader(scene.outputFrames);
     if (!target.Write(header.data(), header.size())) return target.Close();
     Progress_t progress(scene.path.filename().string(), uint64_t{scene.outputFrames} * 4);
     uint64_t bytesWritten = 0;
     bool isWritten = true;
-    const outcome_t played = PlayScene(scene, sounds, [&](const uint8_t* bytes, size_t count) {
+    const auto sink = [&](const uint8_t* bytes, size_t count) {
         isWritten = target.Write(bytes, count);
         bytesWritten += count;
         progress.Show(bytesWritten);
         return isWritten;
-    });
+    };
+    const outcome_t played = PlayScene(scene, sounds, sink, &streams);
     return played || !isWritten ? target.Close() : played;
 }
 
@@ -86,11 +92,13 @@ outcome_t Render(const arguments_t& arguments) {
     WaveTarget_t target(arguments.output);
     if (outcome_t opened = target.Open(); !opened) return opened;
     if (outcome_t imported = sounds.Import(); !imported) return imported;
-    if (outcome_t rendered = RenderInto(target, scene, sounds); !rendered) return rendered;
+    std::vector<stream_statistics_t> streams;
+    if (outcome_t rendered = RenderInto(target, scene, sounds, streams); !rendered) return rendered;
     if (!target.ToStandardOutput()) {
         std::printf("%s: %u frames, %s s\n", arguments.output.c_str(), scene.outputFrames,
                     FixedText(scene.outputFrames / 44100.0, 3).c_str());
     }
+    if (arguments.withStatistics) PrintStatistics(streams, target.ToStandardOutput() ? stderr : stdout);
     return Success();
 }
 
@@ -102,6 +110,8 @@ command_t AddRenderCommand(CLI::App& app) {
     command->add_option("SCENE", arguments->scene, "Scene file (TOML)")->required();
     command->add_option("-o,--output", arguments->output, "Wave file to write; - for standard output")
         ->required();
+    command->add_flag("--stats", arguments->withStatistics,
+                      "Say what each stream cost; on standard error if the output goes to standard output");
     command->footer(footer);
     return [arguments] { return StatusOf(Render(*arguments)); };
 }

@@ -29,7 +29,14 @@ struct scene_slide_t {
     std::array<float, 4> values{};  // frequency from, to; or left from, to, right from, to
 };
 
-enum class store_t { pcm, adpcm };
+enum class store_t { pcm, adpcm, stream, adpcmStream };
+
+// Who loads what the streams ask for.
+enum class loader_mode_t {
+    eachFrame,  // the host, once in every frame
+    thread,     // a thread of its own, for which the host waits at the same point
+    delayed     // the host, so many frames late
+};
 
 struct scene_sound_t {
     uint32_t line = 0;
@@ -71,6 +78,8 @@ struct scene_t {
     uint32_t writeLeadBytes = 0;
     bool isEmulated = false;
     uint32_t streamPageBytes = 4096, streamPagesAhead = 32, decodedPageBytes = 16384;
+    loader_mode_t loaderMode = loader_mode_t::eachFrame;
+    uint32_t loaderDelayFrames = 0;  // host frames; 0 unless the mode is delayed
     std::vector<scene_sound_t> sounds;
     std::vector<scene_archive_t> archives;
     std::vector<scene_event_t> events;

@@ -13,6 +13,7 @@
 #include "streaming/raw_stream_voice.h"
 #include "streaming/stream_voice.h"
 #include "tools/interrupt.h"
+#include "tools/scene_loader.h"
 #include "tools/scene_schedule.h"
 #include "tools/scene_sounds.h"
 #include "voices/sliding_voice.h"
@@ -165,11 +166,15 @@ class Tape_t {
 
 }  // namespace
 
-outcome_t PlayScene(const scene_t& scene, SceneSounds_t& sounds, const played_sink_t& sink) {
+outcome_t PlayScene(const scene_t& scene, SceneSounds_t& sounds, const played_sink_t& sink,
+                    std::vector<stream_statistics_t>* streams) {
     EngineRun_t engine;
     if (outcome_t started = engine.Start(scene); !started) return started;
     if (outcome_t isLoaded = sounds.Load(); !isLoaded) return isLoaded;
     if (scene.worstCaseFrameRate) AudioSystem::SetWorstCaseFrameRate(scene.worstCaseFrameRate->value);
+
+    SceneLoader_t loader(scene, sounds);
+    if (outcome_t started = loader.Start(); !started) return started;
 
     const std::vector<scheduled_event_t> schedule = ScheduleEvents(scene);
     auto next = schedule.begin();
@@ -181,11 +186,13 @@ outcome_t PlayScene(const scene_t& scene, SceneSounds_t& sounds, const played_si
         for (; next != schedule.end() && next->hostFrame <= hostFrame; ++next) {
             if (outcome_t applied = voices.Apply(*next->event); !applied) return applied;
         }
+        loader.Pass();
         AudioSystem::MixVoices();
         const uint32_t end = FramesBefore(hostFrame + 1, scene.frameRate, scene.outputFrames);
         if (!tape.Play(end - position)) return Failure(scene.path.string(), "Its output cannot be written");
         position = end;
     }
+    if (streams) *streams = loader.Statistics();
     if (tape.FramesLeft() == 0) return Success();
     return Failure(scene.path.string(), "The device stopped playing");
 }

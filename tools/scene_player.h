@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "tools/scene.h"
+#include "tools/stream_statistics.h"
 
 namespace tools {
 
@@ -16,9 +17,12 @@ using played_sink_t = std::function<bool(const uint8_t* bytes, size_t count)>;
 
 // Starts the engine on the manual device, loads the sounds, plays the scene and stops the engine. For host
 // frame k = 0, 1, 2, ...: the events that are due are applied, the tick runs, the device plays on to frame
-// floor((k + 1) x 44100 / frameRate). Ends after scene.outputFrames frames, all of which have gone to the
-// sink. The measured costs of mixing start afresh, so a scene sounds the same however many went before it.
-// The engine must not be running; sounds are resolved and imported.
-outcome_t PlayScene(const scene_t& scene, SceneSounds_t& sounds, const played_sink_t& sink);
+// floor((k + 1) x 44100 / frameRate). Streams are loaded between events and tick. Ends after
+// scene.outputFrames frames, all of which have gone to the sink. The measured costs of mixing start afresh,
+// so a scene sounds the same however many went before it. The engine must not be running; sounds are resolved
+// and imported.
+//   streams  what each of them cost; may be null
+outcome_t PlayScene(const scene_t& scene, SceneSounds_t& sounds, const played_sink_t& sink,
+                    std::vector<stream_statistics_t>* streams = nullptr);
 
 }  // namespace tools

@@ -71,6 +71,17 @@ void ReadMemory(TomlTable_t table, scene_t& scene) {
     table.Finish();
 }
 
+void ReadLoader(TomlTable_t table, uint32_t line, scene_t& scene) {
+    setting_t<uint32_t> delay;
+    table.Read("mode", scene.loaderMode);
+    table.Read("delay_frames", delay);
+    const bool isDelayed = scene.loaderMode == loader_mode_t::delayed;
+    if (isDelayed && !delay) table.Fail(line, "mode \"delayed\" needs delay_frames");
+    if (!isDelayed && delay) table.Fail(delay->line, "delay_frames needs mode = \"delayed\"");
+    if (delay) scene.loaderDelayFrames = delay->value;
+    table.Finish();
+}
+
 void ReadTiming(TomlTable_t& table, scene_t& scene) {
     setting_t<double> frameRate, duration;
     table.Read("frame_rate", frameRate);
@@ -110,6 +121,7 @@ outcome_t ReadScene(const std::filesystem::path& path, scene_t& scene) {
     ReadTiming(root, scene);
     if (const toml::table* device = root.Table("device")) ReadDevice(nested(*device), scene);
     if (const toml::table* memory = root.Table("memory")) ReadMemory(nested(*memory), scene);
+    if (const toml::table* loader = root.Table("loader")) ReadLoader(nested(*loader), LineOf(*loader), scene);
     for (const toml::table* table : root.Tables("sound")) {
         scene.sounds.push_back(ReadSoundTable(nested(*table), LineOf(*table)));
     }

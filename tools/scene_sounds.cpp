@@ -23,6 +23,20 @@ Sound_t* FindLoaded(const std::string& name, const std::string& archive) {
     return std::string_view(sound->name.text) == defaultSoundName ? nullptr : sound;
 }
 
+const char* ExtensionOf(store_t store) {
+    switch (store) {
+        case store_t::pcm:
+            return ".sn";
+        case store_t::adpcm:
+            return ".isn";
+        case store_t::stream:
+            return ".ssn";
+        case store_t::adpcmStream:
+            return ".iss";
+    }
+    return nullptr;
+}
+
 }  // namespace
 
 SceneSounds_t::~SceneSounds_t() {
@@ -49,9 +63,7 @@ outcome_t SceneSounds_t::AddArchive(const scene_archive_t& archive) {
     ArchiveFile_t contents;
     if (outcome_t read = contents.Read(entry.path); !read) return read;
     for (const archive_sound_t& sound : contents.Sounds()) {
-        if (sound.soundClass->isStream) {
-            return Failure(scene.At(archive.line), "a scene cannot play the stream " + sound.Name());
-        }
+        if (!sound.fileTrouble) return sound.fileTrouble;
         if (outcome_t added = AddName(sound.Name(), archive.line); !added) return added;
         entry.soundNames.push_back(sound.Name());
     }
@@ -63,9 +75,6 @@ outcome_t SceneSounds_t::AddEntry(const scene_sound_t& sound) {
     entry_t entry{&sound, scene.path.parent_path() / sound.file->value, {}, {}, false};
     entry.isImported = !IsEngineFile(entry.path);
     if (!entry.isImported) {
-        if (SoundClassOf(entry.path)->isStream) {
-            return Failure(scene.At(sound.file->line), "a scene cannot play the stream " + sound.file->value);
-        }
         if (sound.store) {
             return Failure(scene.At(sound.store->line),
                            sound.file->value +
@@ -138,9 +147,9 @@ outcome_t SceneSounds_t::Import() {
         options.name = "imported-" + std::to_string(i);
         while (taken.contains(*options.name)) *options.name += '+';
         entry.internalName = *options.name;
-        const bool toAdpcm = entry.source->store && entry.source->store->value == store_t::adpcm;
+        const store_t store = entry.source->store ? entry.source->store->value : store_t::pcm;
         const std::filesystem::path source =
-            std::exchange(entry.path, folder / (std::to_string(i) + (toAdpcm ? ".isn" : ".sn")));
+            std::exchange(entry.path, folder / (std::to_string(i) + ExtensionOf(store)));
         import_report_t report;
         if (outcome_t imported = ImportSound(source, entry.path, options, report); !imported) return imported;
     }

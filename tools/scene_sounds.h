@@ -31,6 +31,7 @@ class SceneSounds_t {
     // Loads all into the running engine.
     outcome_t Load();
     Sound_t* Find(const std::string& name) const { return loaded.at(name); }
+    const std::map<std::string, Sound_t*>& Loaded() const { return loaded; }  // by the scene's name
 
   private:
     struct entry_t {
@@ -57,10 +58,10 @@ class SceneSounds_t {
     outcome_t LoadArchive(const archive_entry_t& archive);
 
     const scene_t& scene;
-    std::vector<archive_entry_t> archives;   // loaded before the sounds, which may go into one of them
-    std::vector<entry_t> entries;            // in file order
-    std::set<std::string> names;             // the scene's
-    std::map<std::string, Sound_t*> loaded;  // by the scene's name
+    std::vector<archive_entry_t> archives;  // loaded before the sounds, which may go into one of them
+    std::vector<entry_t> entries;           // in file order
+    std::set<std::string> names;            // the scene's
+    std::map<std::string, Sound_t*> loaded;
     std::filesystem::path folder;
 };
 

@@ -2,7 +2,6 @@
 #include "text_table.h"
 
 #include <algorithm>
-#include <cstdio>
 
 namespace tools {
 
@@ -13,7 +12,7 @@ std::string Printable(std::string_view text) {
     return printable;
 }
 
-void PrintTable(const std::vector<table_row_t>& rows) {
+void PrintTable(const std::vector<table_row_t>& rows, FILE* to) {
     std::vector<size_t> widths;
     for (const table_row_t& row : rows) {
         widths.resize(std::max(widths.size(), row.size()));
@@ -25,7 +24,7 @@ void PrintTable(const std::vector<table_row_t>& rows) {
             line += Printable(row[i]);
             if (i + 1 < row.size()) line += std::string(widths[i] - row[i].size() + 2, ' ');
         }
-        std::printf("%s\n", line.c_str());
+        std::fprintf(to, "%s\n", line.c_str());
     }
 }
 

@@ -32,7 +32,13 @@ constexpr named_value_t<action_t> actionNames[] = {{"play", action_t::play},
                                                    {"reset", action_t::reset},
                                                    {"free", action_t::free},
                                                    {"one-shot", action_t::oneShot}};
-constexpr named_value_t<store_t> storeNames[] = {{"pcm", store_t::pcm}, {"adpcm", store_t::adpcm}};
+constexpr named_value_t<store_t> storeNames[] = {{"pcm", store_t::pcm},
+                                                 {"adpcm", store_t::adpcm},
+                                                 {"stream", store_t::stream},
+                                                 {"adpcm-stream", store_t::adpcmStream}};
+constexpr named_value_t<loader_mode_t> loaderNames[] = {{"each-frame", loader_mode_t::eachFrame},
+                                                        {"thread", loader_mode_t::thread},
+                                                        {"delayed", loader_mode_t::delayed}};
 
 template <typename T, size_t count>
 const char* TakeNamed(const toml::node& node, const named_value_t<T> (&names)[count], T& value,
@@ -109,7 +115,11 @@ const char* TakeValue(const toml::node& node, action_t& value) {
 }
 
 const char* TakeValue(const toml::node& node, store_t& value) {
-    return TakeNamed(node, storeNames, value, "\"pcm\" or \"adpcm\"");
+    return TakeNamed(node, storeNames, value, "\"pcm\", \"adpcm\", \"stream\" or \"adpcm-stream\"");
+}
+
+const char* TakeValue(const toml::node& node, loader_mode_t& value) {
+    return TakeNamed(node, loaderNames, value, "\"each-frame\", \"thread\" or \"delayed\"");
 }
 
 const char* TakeSlide(const toml::node& node, size_t numbers, scene_slide_t& value) {

@@ -25,6 +25,7 @@ const char* TakeValue(const toml::node& node, std::vector<located_t<std::string>
 const char* TakeValue(const toml::node& node, std::array<float, 2>& value);
 const char* TakeValue(const toml::node& node, action_t& value);
 const char* TakeValue(const toml::node& node, store_t& value);
+const char* TakeValue(const toml::node& node, loader_mode_t& value);
 
 // from, to, then that many numbers.
 const char* TakeSlide(const toml::node& node, size_t numbers, scene_slide_t& value);

@@ -54,7 +54,9 @@ bool CompressedStreamVoice_t::HoldUpTo(uint32_t end) {
 bool CompressedStreamVoice_t::PrepareFrame(uint32_t frames) {
     const uint32_t decodedEnd = window.end;
     const uint32_t end = std::max(PassEnd(frames), decodedEnd);
-    return HoldUpTo(end) && streamSound->MoveDecoded(window, position, end, decodedEnd, decoderState);
+    if (!HoldUpTo(end)) return false;
+    if (PageWatch_t* watch = streamSound->filePages.watch) watch->OnUse(decodedEnd, end);
+    return streamSound->MoveDecoded(window, position, end, decodedEnd, decoderState);
 }
 
 void CompressedStreamVoice_t::SetSound(Sound_t* sound, uint32_t newBase) {

@@ -48,7 +48,7 @@ void FilePages_t::Release() {
     FreeTable(pageFlags, pageCount);
     base = nullptr;
     pageRefCounts = pageFlags = nullptr;
-    pageCount = 0;
+    pageCount = committedPages = mostCommittedPages = 0;
     posted = {};
 }
 
@@ -66,7 +66,11 @@ bool FilePages_t::Acquire(page_span_t pages) {
             GiveBack({pages.first, page});
             return false;
         }
-        FlagsOf(pageFlags[page]).store(loadRequested);  // a free request is dropped, and the page read anew
+        // What was still waiting to be dropped is read anew.
+        if (FlagsOf(pageFlags[page]).exchange(loadRequested) == 0) {
+            mostCommittedPages = std::max(mostCommittedPages, ++committedPages);
+        }
+        if (watch) watch->OnRequested(page);
         Post(page);
     }
     return true;
@@ -101,6 +105,7 @@ void FilePages_t::DropReleased(page_span_t span) {
         if (!(FlagsOf(pageFlags[page]).load() & freeRequested)) continue;
         platform::DecommitPages(base + page * pageBytes, pageBytes);
         FlagsOf(pageFlags[page]).store(0);
+        --committedPages;
     }
 }
 
@@ -109,13 +114,24 @@ void FilePages_t::Serve(FILE* file, uint64_t dataOffset, void (*prepare)(uint8_t
     const platform::CriticalSectionLock_t reading(loadLock);
     for (uint64_t page = span.first; page < span.end; ++page) {
         if (!(FlagsOf(pageFlags[page]).load() & loadRequested)) continue;
-        // Only a pass decommits: the page stays, whoever releases it meanwhile.
-        std::size_t bytesRead = 0;
-        if (file && fseeko(file, static_cast<off_t>(dataOffset + page * pageBytes), SEEK_SET) == 0) {
-            bytesRead = std::fread(loaderBuffer.data(), 1, pageBytes, file);
+        if (!watch || watch->MayRead(page)) {
+            ReadPage(page, file, dataOffset, prepare);
+        } else {
+            const platform::CriticalSectionLock_t lock(pageLock);
+            Post(page);
         }
-        if (prepare) prepare(loaderBuffer.data(), bytesRead);
-        platform::CopyLateBytes(base + page * pageBytes, loaderBuffer.data(), bytesRead);
-        FlagsOf(pageFlags[page]).fetch_and(~loadRequested);  // and the page is shown
     }
+}
+
+// Only a pass decommits: the page stays, whoever releases it meanwhile.
+void FilePages_t::ReadPage(uint64_t page, FILE* file, uint64_t dataOffset,
+                           void (*prepare)(uint8_t*, std::size_t)) {
+    std::size_t bytesRead = 0;
+    if (file && fseeko(file, static_cast<off_t>(dataOffset + page * pageBytes), SEEK_SET) == 0) {
+        bytesRead = std::fread(loaderBuffer.data(), 1, pageBytes, file);
+    }
+    if (watch) watch->OnRead(page, bytesRead);
+    if (prepare) prepare(loaderBuffer.data(), bytesRead);
+    platform::CopyLateBytes(base + page * pageBytes, loaderBuffer.data(), bytesRead);
+    FlagsOf(pageFlags[page]).fetch_and(~loadRequested);  // and the page is shown
 }

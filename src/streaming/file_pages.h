@@ -19,6 +19,7 @@
 
 #include "foundation/page_span.h"
 #include "platform/critical_section.h"
+#include "streaming/page_watch.h"
 
 class FilePages_t {
   public:
@@ -49,6 +50,8 @@ class FilePages_t {
     uint32_t* pageFlags = nullptr;      // likewise
     uint64_t pageCount = 0;
     uint32_t pageBytes = 0;
+    uint64_t committedPages = 0, mostCommittedPages = 0;  // now, and ever; under pageLock
+    PageWatch_t* watch = nullptr;                         // not owned; set while no voice plays
     platform::CriticalSection_t pageLock;
     platform::CriticalSection_t loadLock;  // a pass, while it reads; never together with pageLock
 
@@ -56,6 +59,8 @@ class FilePages_t {
     void Post(uint64_t page);
     page_span_t TakePosted();
     void DropReleased(page_span_t posted);
+    void ReadPage(uint64_t page, FILE* file, uint64_t dataOffset,
+                  void (*prepare)(uint8_t* bytes, std::size_t count));
 
     page_span_t posted{};  // pages whose flags may be set: all that a pass has to look at
 };

@@ -50,7 +50,12 @@ bool StreamVoice_t::HoldUpTo(uint64_t end) {
     return holds.Update();
 }
 
-bool StreamVoice_t::PrepareFrame(uint32_t frames) { return HoldUpTo(PassEnd(frames)); }
+bool StreamVoice_t::PrepareFrame(uint32_t frames) {
+    const uint32_t end = PassEnd(frames);
+    if (!HoldUpTo(end)) return false;
+    if (PageWatch_t* watch = streamSound->pages.watch) watch->OnUse(position, end);
+    return true;
+}
 
 void StreamVoice_t::SetSound(Sound_t* sound, uint32_t newBase) {
     streamSound = static_cast<StreamSound_t*>(sound);

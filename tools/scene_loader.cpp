@@ -1,0 +1,56 @@
+#include "tools/scene_loader.h"
+
+#include "core/settings.h"
+#include "sounds/sound.h"
+#include "streaming/base_stream.h"
+#include "tools/scene_sounds.h"
+
+namespace tools {
+
+SceneLoader_t::SceneLoader_t(const scene_t& ownerScene, const SceneSounds_t& sounds) : scene(ownerScene) {
+    for (const auto& [name, sound] : sounds.Loaded()) {
+        if (StreamWatch_t::PagesOf(*sound)) watches.emplace_back(name, *sound, scene.loaderDelayFrames);
+    }
+}
+
+SceneLoader_t::~SceneLoader_t() {
+    isEnding = true;
+    passEvent.Set();
+    if (thread) (void)platform::JoinThread(thread, platform::waitForever);
+}
+
+outcome_t SceneLoader_t::Start() {
+    if (scene.loaderMode != loader_mode_t::thread) return Success();
+    passEvent.Create();
+    idleEvent.Create();
+    thread = platform::StartThread(Run, this);
+    return thread ? Success() : Failure(scene.path.string(), "Its loader thread cannot be started");
+}
+
+void SceneLoader_t::Run(void* loader) {
+    auto& self = *static_cast<SceneLoader_t*>(loader);
+    while (self.passEvent.Wait(platform::waitForever) == platform::waitSignalled && !self.isEnding) {
+        if (AudioSystem::streamEvent.Wait(0) == platform::waitSignalled) AudioSystem::LoadStreams();
+        self.idleEvent.Set();
+    }
+}
+
+void SceneLoader_t::Pass() {
+    if (thread) {
+        // Not whenever it likes: the tick waits for the mixing thread, and a loader that ran meanwhile would
+        // bring pages in between two voices.
+        passEvent.Set();
+        (void)idleEvent.Wait(platform::waitForever);
+    } else {
+        AudioSystem::LoadStreams();
+    }
+    for (StreamWatch_t& watch : watches) watch.EndPass();
+}
+
+std::vector<stream_statistics_t> SceneLoader_t::Statistics() const {
+    std::vector<stream_statistics_t> all;
+    for (const StreamWatch_t& watch : watches) all.push_back(watch.Statistics());
+    return all;
+}
+
+}  // namespace tools
