@@ -21,6 +21,7 @@ command_t AddExportCommand(CLI::App& app);
 command_t AddInfoCommand(CLI::App& app);
 command_t AddArchiveCommand(CLI::App& app);
 command_t AddRenderCommand(CLI::App& app);
+command_t AddVerifyCommand(CLI::App& app);
 
 // The subcommands of `archive`.
 command_t AddArchiveCreateCommand(CLI::App& app);

@@ -44,8 +44,8 @@ int RunProgram(int argumentCount, char** arguments) {
     AddVersionFlag(app);
     app.require_subcommand(0, 1);
     app.footer(footer);
-    const Subcommands_t subcommands(
-        app, {AddImportCommand, AddExportCommand, AddInfoCommand, AddArchiveCommand, AddRenderCommand});
+    const Subcommands_t subcommands(app, {AddImportCommand, AddExportCommand, AddInfoCommand,
+                                          AddArchiveCommand, AddRenderCommand, AddVerifyCommand});
     try {
         app.parse(argumentCount, arguments);
     } catch (const CLI::ParseError& error) {

@@ -56,6 +56,8 @@ class TomlTable_t {
     void ReadSlide(std::string_view key, size_t numbers, setting_t<scene_slide_t>& setting);
     // The tables of [[key]].
     std::vector<const toml::table*> Tables(std::string_view key);
+    // The same, or the one table [key].
+    std::vector<const toml::table*> OneOrMoreTables(std::string_view key);
     // The table [key]; null if it does not stand there.
     const toml::table* Table(std::string_view key);
     // Fails for a key that nobody has asked for.
