@@ -63,9 +63,9 @@ void OutputFeeder_t::BeginEmpty(int64_t nowNs) {
     SetOutputStatus(status);
 }
 
-int64_t OutputFeeder_t::StepNs() const {
-    return std::clamp(int64_t{status.leadFrames} * 1'000'000'000 / outputRateHz / 4, leastStepNs, mostStepNs);
-}
+int64_t OutputFeeder_t::LeadNs() const { return int64_t{status.leadFrames} * 1'000'000'000 / outputRateHz; }
+
+int64_t OutputFeeder_t::StepNs() const { return std::clamp(LeadNs() / 4, leastStepNs, mostStepNs); }
 
 int64_t OutputFeeder_t::Step(int64_t nowNs) {
     {
@@ -87,6 +87,8 @@ int64_t OutputFeeder_t::Feed(int64_t nowNs) {
     }
     const uint64_t consumed = handedFrames - std::min<uint64_t>(handedFrames, static_cast<uint64_t>(queued));
     if (consumed > consumedFrames) {
+        const int64_t restNs = nowNs - progressNs;
+        if (consumedFrames > 0 && restNs > LeadNs()) GrowLead("moves unevenly");
         consumedFrames = consumed;
         progressNs = nowNs;
         recoveries = 0;
@@ -133,15 +135,19 @@ void OutputFeeder_t::Steer(int64_t nowNs, double excessFrames, uint32_t latencyF
     heard.ring->SetLatency(latencyFrames);
 }
 
+// Also where a device only might run dry, since it took nothing for longer than the lead lasts: a sound
+// server does not always tell that it did.
+void OutputFeeder_t::GrowLead(const char* reason) {
+    const uint32_t lead = std::min(status.leadFrames * 2, leadLimit);
+    if (lead == status.leadFrames) return;
+    status.leadFrames = lead;
+    Say("Sound output %s: fed %u ms ahead from here on\n", reason, FramesToMs(lead));
+    SetOutputStatus(status);
+}
+
 void OutputFeeder_t::NoteUnderrun() {
     ++status.underruns;
-    const uint32_t lead = std::min(status.leadFrames * 2, leadLimit);
-    if (lead > status.leadFrames) {
-        status.leadFrames = lead;
-        Say("Sound output ran dry: fed %u ms ahead from here on\n", FramesToMs(lead));
-    } else {
-        Say("Sound output ran dry, though it is fed %u ms ahead\n", FramesToMs(lead));
-    }
+    GrowLead("ran dry");
 }
 
 // A device that has moved since it was last empty has run dry; one that has not never came alive.

@@ -2,8 +2,8 @@
 // when it is lost.
 //
 // The lead is what the device holds when it has just been fed. It starts small, doubles when the device runs
-// dry and never shrinks. Time does not wait for the device: while there is none, or it does not move, the
-// buffer's cursors go on by the clock and what comes due is gone.
+// dry or moves in steps longer than it, and never shrinks. Time does not wait for the device: while there is
+// none, or it does not move, the buffer's cursors go on by the clock and what comes due is gone.
 //
 //   closed --open--> empty --silence up to the lead--> fed --ran dry, overfull--> empty
 //                      \------- error that recovery does not clear, no progress -------> closed
@@ -44,6 +44,7 @@ class OutputFeeder_t {
     const output_status_t& Status() const { return status; }
 
   private:
+    int64_t LeadNs() const;
     int64_t StepNs() const;
     int64_t Feed(int64_t nowNs);
     int64_t Recover(int64_t nowNs, int error);
@@ -51,6 +52,7 @@ class OutputFeeder_t {
     int64_t Lose(int64_t nowNs, const char* reason);
     uint32_t CollectInto(uint8_t* out, int64_t nowNs);
     void Steer(int64_t nowNs, double excessFrames, uint32_t latencyFrames);
+    void GrowLead(const char* reason);
     void NoteUnderrun();
     void BeginEmpty(int64_t nowNs);
 

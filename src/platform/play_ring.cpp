@@ -14,7 +14,7 @@ constexpr uint32_t roundMarginBytes = 4096;
 
 // An excess is worked off in about this time: long enough that the steps in which devices report their
 // progress are not heard of, short enough for any drift of two clocks.
-constexpr double steerSeconds = 1.0;
+constexpr double steerSeconds = 0.5;
 constexpr double steerLimit = 0.05;  // of the rate
 
 }  // namespace
