@@ -2,8 +2,8 @@
 // this process plays into it, and what it plays is recorded, each stretch with the time at which it came.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -196,9 +196,8 @@ class SoundServer_t {
     // Returns when it answers.
     bool Start() {
         std::filesystem::remove(Socket());
-        return server.Start({"pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1",
-                             "--use-pid-file=no", "--disable-shm=yes", "--realtime=no",
-                             "--high-priority=no", "-L",
+        return server.Start({"pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no",
+                             "--disable-shm=yes", "--realtime=no", "--high-priority=no", "-L",
                              "module-null-sink sink_name=test rate=44100 format=s16le channels=2 norewinds=1",
                              "-L", "module-native-protocol-unix socket=" + Socket() + " auth-anonymous=1"}) &&
                WaitUntil(20, [this] {
