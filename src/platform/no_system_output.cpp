@@ -2,6 +2,7 @@
 // opened, no devices and no mixer lines.
 #include "platform/debug_output.h"
 #include "platform/mixer_lines.h"
+#include "platform/monitor_source.h"
 #include "platform/output_backends.h"
 #include "platform/system_devices.h"
 
@@ -19,6 +20,8 @@ const output_backend_t systemBackend{"system", "the machine's sound output (not 
                                      true};
 
 std::vector<system_device_t> SystemDevices() { return {}; }
+
+std::unique_ptr<MonitorSource_t> OpenMonitorSource() { return nullptr; }
 
 std::unique_ptr<MixerLines_t> OpenMixerLines() { return std::make_unique<MixerLines_t>(); }
 
