@@ -126,10 +126,10 @@ void Print(const times_t& times) {
 }
 
 outcome_t Measure(const std::string& device) {
+    std::unique_ptr<platform::MonitorSource_t> monitor;
+    if (device != "null") monitor = platform::OpenMonitorSource();  // a host that waited for it would be late
     LiveEngine_t engine;
     if (outcome_t started = engine.Start(device); !started) return started;
-    std::unique_ptr<platform::MonitorSource_t> monitor;
-    if (platform::SelectedOutput().tellsStatus) monitor = platform::OpenMonitorSource();
     Sound_t* click = LoadClick();
     times_t times, warmUp;
     PlayClick(engine, click, nullptr, warmUp);  // the cost of mixing it is not known before

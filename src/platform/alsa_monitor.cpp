@@ -8,7 +8,7 @@ namespace platform {
 namespace {
 
 constexpr char monitorName[] = "pulse:@DEFAULT_MONITOR@";
-constexpr unsigned rateHz = 44100, channels = 2, bufferMicroseconds = 500'000;
+constexpr unsigned rateHz = 44100, channels = 2, bufferMicroseconds = 40'000;
 
 class AlsaMonitor_t final : public MonitorSource_t {
   public:
