@@ -4,7 +4,8 @@
 set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config libgtest-dev libbenchmark-dev libcli11-dev libtomlplusplus-dev
-  nlohmann-json3-dev libsndfile1-dev libsamplerate0-dev libmd-dev)
+  nlohmann-json3-dev libsndfile1-dev libsamplerate0-dev libmd-dev libasound2-dev libasound2-plugins pulseaudio
+  pulseaudio-utils)
 case ${1:-release} in
   clang | asan) packages+=(clang libclang-rt-dev) ;;
   check) packages+=(clang-format git) ;;

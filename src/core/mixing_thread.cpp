@@ -82,7 +82,7 @@ void OutputPass() noexcept {
 }
 
 void MixingThreadProc(void*) {
-    platform::RaiseThreadPriority();
+    platform::RaiseThreadPriority("Mixing thread");
     RunPass();
     device->StartPlaying();
     passDoneEvent.Set();

@@ -159,7 +159,7 @@ ManualClock_t manualClock{TimePassed};
 
 }  // namespace
 
-const output_backend_t manualBackend{"manual", "moves only when its owner plays it", Open, true};
+const output_backend_t manualBackend{"manual", "moves only when its owner plays it", Open, true, false};
 
 ManualClock_t* CurrentManualClock() noexcept { return SelectedOutput().movesTime ? &manualClock : nullptr; }
 

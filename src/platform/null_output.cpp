@@ -84,6 +84,6 @@ output_result_t Open(IDirectSound** directSound) {
 
 }  // namespace
 
-const output_backend_t nullBackend{"null", "paced by the clock, heard by nobody", Open, false};
+const output_backend_t nullBackend{"null", "paced by the clock, heard by nobody", Open, false, false};
 
 }  // namespace platform
