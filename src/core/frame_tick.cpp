@@ -117,7 +117,7 @@ void MixVoices() {
         ringRewind = 2 * rewind;
     }
     wakeEvent.Set();
-    (void)passDoneEvent.Wait(passWaitMs);
+    (void)passDoneEvent.WaitAwake(passWaitMs);
     uint32_t output;
     {
         const platform::CriticalSectionLock_t lock(ringLock);
