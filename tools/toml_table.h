@@ -1,9 +1,6 @@
 // toml_table.h - typed reading of one table of a scene file, with the line of whatever is wrong in it.
 #pragma once
 
-#define TOML_EXCEPTIONS 0
-#include <toml++/toml.h>
-
 #include <algorithm>
 #include <initializer_list>
 #include <string>
@@ -11,6 +8,7 @@
 #include <vector>
 
 #include "tools/scene.h"
+#include "tools/toml_library.h"
 
 namespace tools {
 

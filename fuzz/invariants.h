@@ -1,0 +1,13 @@
+// invariants.h - what holds of a running engine between any two calls of its host.
+#pragma once
+
+namespace fuzz {
+
+// Ends the process where something does not: the links of the lists, what each voice says of itself, the
+// distances of the ring's cursors, page counts against what the voices hold, memory that nobody holds.
+void RequireInvariants();
+
+// Behind a loader's pass with all voices gone: no page has a count, a flag or memory.
+void RequireNoPages();
+
+}  // namespace fuzz
