@@ -22,6 +22,7 @@ class CompressedStreamVoice_t : public Voice_t {
     void QueueSound(Sound_t* sound) override;
     void ReleaseSound() override;
     float GetMixCost() override { return mixCosts.CostFor(this); }
+    uint64_t HeldFileBytes() const { return holds.HeldBytes(); }
 
     CompressedStreamSound_t* streamSound;
     void* decoderState;       // made by the sound and given back to it

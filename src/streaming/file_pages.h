@@ -45,6 +45,8 @@ class FilePages_t {
     // What cannot be read is as it was: zero bytes.
     void Serve(FILE* file, uint64_t dataOffset, void (*prepare)(uint8_t* bytes, std::size_t count));
 
+    uint64_t CommittedBytes();  // now
+
     uint8_t* base = nullptr;            // byte 0 of the data, owned
     uint32_t* pageRefCounts = nullptr;  // one a page, owned
     uint32_t* pageFlags = nullptr;      // likewise

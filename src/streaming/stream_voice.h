@@ -23,6 +23,7 @@ class StreamVoice_t : public Voice_t {
     void QueueSound(Sound_t* sound) override;
     void ReleaseSound() override;
     float GetMixCost() override { return mixCosts.CostFor(this); }
+    uint64_t HeldFileBytes() const { return holds.HeldBytes(); }
 
     StreamSound_t* streamSound;
     uint32_t windowStart = 0;      // the frame from which the voice holds pages
