@@ -40,4 +40,19 @@ build/release/ringmix import tests/data/golden/bell.wav "$stage/click.sn" --name
 for program in "$stage/build/consumer" "$stage/by-pkg-config"; do
   LD_LIBRARY_PATH=$libraries "$program" "$stage/click.sn" click >/dev/null
 done
+
+# The streaming example: two formats in one queue, read by its own thread. A sound file's extension picks the class.
+ringmix=build/release/ringmix
+wide=tests/data/golden/expected.wav
+"$ringmix" import "$wide" "$stage/wide.sn" --name wide >/dev/null
+"$ringmix" import "$wide" "$stage/narrow.sn" --name narrow --mono --8bit --rate 22050 >/dev/null
+mv "$stage/wide.sn" "$stage/wide.ssn"
+mv "$stage/narrow.sn" "$stage/narrow.ssn"
+played=$(build/release/examples/streaming_host "$stage/wide.ssn" wide "$stage/narrow.ssn" narrow \
+  "$stage/click.sn" click 2 null)
+if ! grep -q 'at frame [1-9]' <<<"$played"; then
+  echo "streaming_host: its music has not moved"
+  exit 1
+fi
+
 echo "formatting, exports and installed package are in order"

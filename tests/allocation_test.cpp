@@ -9,8 +9,7 @@
 #include <new>
 
 #include "api/host_access.h"
-#include "engine_fixture.h"
-#include "ima_sounds.h"
+#include "stream_fixture.h"
 
 namespace {
 
@@ -35,11 +34,11 @@ void operator delete(void* block, std::size_t) noexcept { Release(block); }
 
 namespace {
 
-class Allocation_t : public EngineFixture_t {
+class Allocation_t : public StreamFixture_t {
   protected:
     void SetUp() override {
         if (RINGMIX_TEST_SANITIZED) GTEST_SKIP() << "the sanitizer has a heap of its own";
-        EngineFixture_t::SetUp();
+        StreamFixture_t::SetUp();
         ASSERT_TRUE(Start());
         AudioSystem::SetWorstCaseFrameRate(30);
     }
@@ -99,34 +98,39 @@ TEST_F(Allocation_t, FinishedVoicesTakeABlockOfNodes) {
     }
 }
 
-// A voice that goes on to the next sound gives one decoder back and takes another, be it of another format.
-TEST_F(Allocation_t, SeamsOfCompressedSoundsTakeNone) {
-    Sound_t* sounds[2];
-    for (const bool isStereo : {false, true}) {
-        const std::string name = isStereo ? "stereo.isn" : "mono.isn";
-        const std::string image =
-            FormatImaHeader(512, {name, 500, isStereo, true}, 512) + RandomBlocks(1, 512, isStereo, 1);
-        AudioSystem::LoadSoundFromBuffer(name.c_str(), image.data(), static_cast<unsigned>(image.size()));
-        sounds[isStereo] = AudioSystem::GetSound(name.c_str(), name.c_str());
-        ASSERT_EQ(sounds[isStereo]->frameCount, 500u);
+// A voice that goes on to the next sound gives one decoder back and takes another, be it of another format; a
+// stream's takes and gives back the pages of the whole queue, which its look-ahead covers.
+TEST_F(Allocation_t, SeamsOfPagedSoundsTakeNone) {
+    for (const std::string tag : {"isn", "iss", "ssn"}) {
+        SCOPED_TRACE(tag);
+        Sound_t* sounds[2];
+        for (const bool isStereo : {false, true}) {
+            const std::string name = isStereo ? "stereo" : "mono";
+            const sound_format_t format{.isStereo = isStereo};
+            sounds[isStereo] = LoadImage(
+                name, tag,
+                tag[0] == 'i' ? ImaOf(name, 500, 512, format) : SoundImage(name, 500, format, Ramp));
+        }
+        std::vector<Voice_t*> voices;
+        for (std::size_t i = 0; i < 24; ++i) {
+            voices.push_back(sounds[i % 2]->CreateCompatibleVoice(0));
+            for (std::size_t queued = 0; queued < i % 5; ++queued)
+                voices[i]->QueueSound(sounds[(i + queued) / 2 % 2]);
+            voices[i]->isLooping = i % 3 != 0;
+        }
+        uint32_t total = 0, seams = 0;
+        for (uint32_t tick = 0; tick < 300; ++tick) {
+            const uint32_t base = voices[4]->queueBase;
+            for (Voice_t* voice : voices) voice->Play();
+            AudioSystem::LoadStreams();
+            total += AllocationsIn(AudioSystem::MixVoices);
+            seams += voices[4]->queueBase != base;
+            Play(735);
+        }
+        EXPECT_EQ(total, 0u);
+        EXPECT_GT(seams, 100u);
+        Voice_t::FreeAll();
     }
-    std::vector<Voice_t*> voices;
-    for (std::size_t i = 0; i < 24; ++i) {
-        voices.push_back(sounds[i % 2]->CreateCompatibleVoice(0));
-        for (std::size_t queued = 0; queued < i % 5; ++queued)
-            voices[i]->QueueSound(sounds[(i + queued) / 2 % 2]);
-        voices[i]->isLooping = i % 3 != 0;
-    }
-    uint32_t total = 0, seams = 0;
-    for (uint32_t tick = 0; tick < 300; ++tick) {
-        const uint32_t base = voices[4]->queueBase;
-        for (Voice_t* voice : voices) voice->Play();
-        total += AllocationsIn(AudioSystem::MixVoices);
-        seams += voices[4]->queueBase != base;
-        Play(735);
-    }
-    EXPECT_EQ(total, 0u);
-    EXPECT_GT(seams, 100u);
 }
 
 }  // namespace

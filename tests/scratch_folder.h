@@ -7,17 +7,21 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <stdexcept>
 #include <string>
 
 class ScratchFolder_t {
   public:
     ScratchFolder_t() {
         // In memory if there is such a place: some tests write thousands of files.
-        const std::filesystem::path memory = "/dev/shm";
-        const auto base =
-            std::filesystem::is_directory(memory) ? memory : std::filesystem::temp_directory_path();
-        std::string pattern = (base / "ringmix-test-XXXXXX").string();
-        path = mkdtemp(pattern.data());
+        const std::filesystem::path bases[] = {"/dev/shm", std::filesystem::temp_directory_path()};
+        for (const std::filesystem::path& base : bases) {
+            std::string pattern = (base / "ringmix-test-XXXXXX").string();
+            if (!mkdtemp(pattern.data())) continue;
+            path = pattern;
+            return;
+        }
+        throw std::runtime_error("no place for a test's files");
     }
     ~ScratchFolder_t() { std::filesystem::remove_all(path); }
     ScratchFolder_t(const ScratchFolder_t&) = delete;

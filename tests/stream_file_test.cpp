@@ -105,6 +105,11 @@ TEST_F(StreamFile, NumbersThatAreRefused) {
         EXPECT_EQ(LoadAndPlay("ssn", pcm + "250 1 1 1 0 1.0 " + nothing), pageBytes > 0);
         EXPECT_FALSE(LoadAndPlay("iss", ima + "700 1 1 1 0 1.0 972 " + nothing));
     }
+    // Settings beyond what there is of memory, and of 32 bits.
+    StartWith(0xF0000000, 2, 0xF0000000);
+    EXPECT_EQ(AudioSystem::streamLookAheadBytes, UINT32_MAX);
+    EXPECT_TRUE(LoadAndPlay("ssn", pcm + "250 1 1 1 0 1.0 " + nothing));
+    EXPECT_TRUE(LoadAndPlay("iss", ima + "700 1 1 1 0 1.0 972 " + nothing));
 }
 
 // A look-ahead of nothing: every page comes late, but comes; whatever the steps are, none is read without a

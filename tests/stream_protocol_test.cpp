@@ -132,6 +132,36 @@ TEST_F(StreamProtocol, WhatCannotBeHad) {
     EXPECT_EQ(pages.base[page - 1], 0);
 }
 
+// A jump to where no memory is to be had for decoded samples, as long as nothing is mixed: the voice plays
+// what it plays without that.
+TEST_F(StreamProtocol, AJumpWithoutMemoryForAWhile) {
+    for (const char* tag : {"isn", "iss"}) {
+        for (const uint32_t target : {10'300u, 30'000u + 10'300u}) {
+            SCOPED_TRACE(testing::Message() << tag << " to " << target);
+            frames_t heard[2];
+            for (const bool isShort : {false, true}) {
+                StartWith(page, 1);
+                Sound_t* sound = LoadImage("a", tag, ImaOf("a", 30'000, 512, {}));
+                Sound_t* next = LoadImage("b", tag, ImaOf("b", 30'000, 512, {}, 2));
+                Voice_t* voice = sound->CreateCompatibleVoice(0);
+                voice->QueueSound(next);
+                voice->Play();
+                RunTicksLoaded(2, heard[isShort]);
+                uint8_t* missing = (target < 30'000 ? sound : next)->samples + 5 * page;
+                if (isShort) munmap(missing, page);
+                voice->SetPos(target);
+                if (isShort) {
+                    ASSERT_EQ(mmap(missing, page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0),
+                              missing);
+                }
+                RunTicksLoaded(10, heard[isShort]);
+                EXPECT_TRUE(voice->isPlaying);
+            }
+            EXPECT_EQ(heard[0], heard[1]);
+        }
+    }
+}
+
 // Outside a start nothing is waited for and nothing read; a start begins with a clear event.
 TEST_F(StreamProtocol, TheHostsCalls) {
     auto* stream = static_cast<StreamSound_t*>(LoadRamp("a", 10'000));

@@ -6,12 +6,15 @@
 #include <sndfile.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tools/commands.h"
@@ -71,6 +74,23 @@ class ToolTest : public testing::Test {
         sf_command(file, SFC_SET_CLIPPING, nullptr, SF_TRUE);
         sf_write_double(file, samples.data(), static_cast<sf_count_t>(samples.size()));
         sf_close(file);
+    }
+
+    // a.wav (22050 Hz mono), b.wav (44100 Hz stereo) and c.wav (44100 Hz mono): soft, so that many of them
+    // mix without clipping.
+    static void WriteRecordings(int framesOfA, int framesOfB, int framesOfC) {
+        std::mt19937 random(5);
+        for (const auto& [name, channels, rateHz, frames] :
+             {std::tuple("a", 1, 22050, framesOfA), std::tuple("b", 2, 44100, framesOfB),
+              std::tuple("c", 1, 44100, framesOfC)}) {
+            std::vector<double> samples;
+            for (int i = 0; i < frames * channels; ++i) {
+                samples.push_back(0.01 * std::sin(i * 0.01 * name[0]) +
+                                  static_cast<double>(random() % 1000) * 5e-6);
+            }
+            WriteAudio(std::string(name) + ".wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, channels, rateHz,
+                       samples);
+        }
     }
 
     std::filesystem::path folder, home;

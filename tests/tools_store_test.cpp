@@ -1,31 +1,16 @@
 // tools_store_test.cpp - scenes with ADPCM sounds and whole archives.
 #include <algorithm>
-#include <cmath>
-#include <random>
-#include <tuple>
 
 #include "core/settings.h"
 #include "tests/tool_fixture.h"
 
 namespace {
 
-constexpr int wave16 = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
-
 class Store : public ToolTest {
   protected:
     void SetUp() override {
         AudioSystem::compressedPageBytes = 16384;  // a scene before may have changed it
-        std::mt19937 random(5);
-        for (const auto& [name, channels, rateHz, frames] :
-             {std::tuple("a", 1, 22050, 5000), std::tuple("b", 2, 44100, 9000),
-              std::tuple("c", 1, 44100, 6103)}) {
-            std::vector<double> samples;
-            for (int i = 0; i < frames * channels; ++i) {
-                samples.push_back(0.01 * std::sin(i * 0.01 * name[0]) +
-                                  static_cast<double>(random() % 1000) * 5e-6);
-            }
-            WriteAudio(std::string(name) + ".wav", wave16, channels, rateHz, samples);
-        }
+        WriteRecordings(5000, 9000, 6103);
     }
     static run_t Render(const std::string& scene) {
         Write("s.toml", scene);

@@ -1,31 +1,17 @@
 // tools_stream_test.cpp - scenes whose sounds are streamed, whoever loads them, and what that is said to
 // cost.
-#include <cmath>
-#include <random>
 #include <sstream>
-#include <tuple>
 
 #include "core/settings.h"
 #include "tests/tool_fixture.h"
 
 namespace {
 
-constexpr int wave16 = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
-
 class SceneStreams : public ToolTest {
   protected:
     void SetUp() override {
         AudioSystem::compressedPageBytes = 16384;  // a scene before may have changed it
-        std::mt19937 random(5);
-        for (const auto& [name, channels, rateHz, frames] :
-             {std::tuple("a", 1, 22050, 9000), std::tuple("b", 2, 44100, 12000),
-              std::tuple("c", 1, 44100, 20480)}) {
-            std::vector<double> samples;
-            for (int i = 0; i < frames * channels; ++i) {
-                samples.push_back(0.05 + static_cast<double>(random() % 1000) * 5e-5);
-            }
-            WriteAudio(std::string(name) + ".wav", wave16, channels, rateHz, samples);
-        }
+        WriteRecordings(9000, 12000, 20480);
     }
 
     // The bytes of the output; empty if it failed.

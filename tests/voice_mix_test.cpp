@@ -13,6 +13,7 @@
 
 #include "core/mix_ring.h"
 #include "sounds/simple_sound.h"
+#include "tests/voice_model.h"
 #include "voices/simple_voice.h"
 
 namespace {
@@ -20,7 +21,6 @@ namespace {
 using AudioSystem::ringEntries;
 
 constexpr uint32_t ringUnits = 16384, ringFrames = ringUnits / 2;
-constexpr int32_t bothSlots = 256 * 0x80000;  // silence of a slot, in 1/256 sample steps
 
 using sound_ptr_t = std::unique_ptr<SimpleSound_t>;
 
@@ -67,150 +67,20 @@ class ScriptVoice_t : public SimpleVoice_t {
     hooks_t hooks;
 };
 
-// All entries in 1/256 of a sample step of the low slot; the high slot counts 2^32 of them.
-struct model_ring_t {
-    std::vector<int64_t> sums = std::vector<int64_t>(ringFrames, int64_t{bothSlots} << 32 | bothSlots);
-    std::vector<std::size_t> touched{};
-
-    void Add(uint32_t frame, unsigned channel, int32_t sample, int32_t gain) {
-        touched.push_back(frame / 2 * 2 + channel);
-        sums[touched.back()] += int64_t{sample} * gain * (frame % 2 == 0 ? 1 : int64_t{1} << 32);
+// Index of the first entry of the engine's ring that differs, or -1.
+int FirstDifference(const model_ring_t& ring) {
+    for (std::size_t i = 0; i < ring.sums.size(); ++i) {
+        const double wanted = static_cast<double>(ring.sums[i]) * 8.0;
+        if (std::memcmp(&wanted, &ringEntries[i], sizeof wanted) != 0) return static_cast<int>(i);
     }
+    return -1;
+}
 
-    // What storing an entry as a double does.
-    void Store() {
-        for (const auto entry : touched) sums[entry] = static_cast<int64_t>(static_cast<double>(sums[entry]));
-        touched.clear();
-    }
-
-    // Index of the first entry that differs, or -1.
-    int FirstDifference() const {
-        for (std::size_t i = 0; i < sums.size(); ++i) {
-            const double wanted = static_cast<double>(sums[i]) * 8.0;
-            if (std::memcmp(&wanted, &ringEntries[i], sizeof wanted) != 0) return static_cast<int>(i);
-        }
-        return -1;
-    }
-};
-
-// The rules of a voice, in the plainest words. What its setters leave behind is taken from the voice.
-struct model_t {
-    std::vector<const Sound_t*> queue;
+struct script_model_t : model_t {
+    script_model_t(const Sound_t* sound, const hooks_t& answers) : model_t(sound), hooks(answers) {}
+    bool OnStop() override { return hooks.Stop(); }
+    bool Prepare(uint32_t frames) override { return hooks.Prepare(frames); }
     hooks_t hooks;
-    std::size_t current = 0;
-    uint64_t base = 0, position = 0, fraction = 0, step = 0;
-    float left = 1.0f, right = 1.0f, baseVolume = 1.0f;
-    bool isFrequencySet = false, isLooping = false;
-    uint32_t stop = noStopPosition, mixFlags = prepareNever;
-
-    void TakeSettings(const Voice_t& voice) {
-        step = voice.step;
-        left = voice.leftVolume;
-        right = voice.rightVolume;
-        baseVolume = voice.baseVolume;
-        isFrequencySet = voice.pathFlags & pathFrequency;
-        isLooping = voice.isLooping;
-        stop = voice.stopPosition;
-        mixFlags = voice.mixFlags;
-    }
-
-    const Sound_t& Now() const { return *queue[current]; }
-    bool IsPlain() const {
-        return left * baseVolume == 1.0f && right * baseVolume == 1.0f && left == right && !isFrequencySet;
-    }
-    bool IsInside() const { return position + (fraction + step) / 1024 < Now().frameCount; }
-
-    void Attach(std::size_t index, uint64_t newBase) {
-        step *= Now().rateDivisor;
-        current = index;
-        base = newBase;
-        position = fraction = 0;
-        baseVolume = Now().baseVolume;
-        if (Now().lockFlags & lockFrequency) {
-            step = 1024;
-            isFrequencySet = false;
-        }
-        step /= Now().rateDivisor;
-        if (Now().lockFlags & lockVolume) left = right = 1.0f;
-        if (Now().lockFlags & lockPan) right = left;
-    }
-
-    void SetPos(uint64_t target) {
-        if (target < base || target > base + Now().frameCount) {
-            std::size_t index = 0;
-            uint64_t start = 0;
-            while (start + queue[index]->frameCount <= target) start += queue[index++]->frameCount;
-            Attach(index, start);
-        }
-        position = target - base;
-        fraction = 0;
-    }
-
-    // How many of the wanted frames this pass has.
-    uint64_t Length(uint64_t wanted, bool& isStopHit) const {
-        const uint64_t framesLeft = Now().frameCount - position, divisor = Now().rateDivisor;
-        uint64_t count = 0;
-        while (count < wanted && fraction + (count + 1) * step <= framesLeft * 1024) ++count;
-        if (IsPlain() && count / divisor > framesLeft) count = framesLeft * divisor;
-        const uint64_t absolute = base + position, reached = absolute + (fraction + count * step) / 1024;
-        isStopHit = stop != noStopPosition && stop >= absolute && stop <= reached;
-        if (!isStopHit) return count;
-        count = 0;
-        while (fraction + (count + 1) * step <= (stop - absolute) * 1024) ++count;
-        return count;
-    }
-
-    int32_t SampleAt(uint64_t frame, unsigned channel) const {
-        const Sound_t& s = Now();
-        const uint64_t index = s.isStereo ? frame * 2 + channel : frame;
-        return s.is16Bit ? s.samples[2 * index] + 256 * s.samples[2 * index + 1] - 0x8000
-                         : 256 * s.samples[index] - 0x8000;
-    }
-
-    void MixPass(model_ring_t& ring, uint32_t at, uint64_t count) const {
-        const float volumes[2] = {left * baseVolume, right * baseVolume};
-        if (volumes[0] < 0.1f && volumes[1] < 0.1f) return;
-        const uint64_t divisor = Now().rateDivisor;
-        if (IsPlain() && divisor != 1 && divisor != 2 && divisor != 4) return;
-        if (IsPlain()) count -= count % divisor;
-        if (IsPlain() && divisor != 1) at -= at % 2;
-        for (uint64_t j = 0; j < count; ++j) {
-            const uint64_t frame = position + (IsPlain() ? j / divisor : (fraction + j * step) / 1024);
-            for (unsigned channel = 0; channel < 2; ++channel) {
-                const auto gain = static_cast<int32_t>(std::floor(volumes[channel] * 256.0));
-                ring.Add(at + static_cast<uint32_t>(j), channel, SampleAt(frame, channel), gain);
-            }
-        }
-        ring.Store();
-    }
-
-    bool Mix(model_ring_t& ring, uint32_t at, uint64_t wanted) {
-        bool hasLooped = false, hasMoved = false, isStopHit = false;
-        while (wanted > 0) {
-            if (mixFlags == prepareAtTop && !hooks.Prepare(0xFFFFFFFF)) return false;
-            const uint64_t count = Length(wanted, isStopHit);
-            if (mixFlags == prepareExact && !hooks.Prepare(static_cast<uint32_t>(count))) return false;
-            MixPass(ring, at, count);
-            at = (at + static_cast<uint32_t>(count)) % ringFrames;
-            position += (fraction + count * step) / 1024;
-            fraction = (fraction + count * step) % 1024;
-            wanted -= count;
-            hasMoved = hasMoved || count > 0;
-            if (isStopHit && !hooks.Stop()) return false;
-            if (IsInside()) break;
-            if (current + 1 < queue.size()) {
-                Attach(current + 1, base + Now().frameCount);
-            } else if (isLooping) {
-                if (hasLooped && !hasMoved) return false;
-                hasLooped = true;
-                hasMoved = false;
-                SetPos(0);
-            } else {
-                break;
-            }
-        }
-        return IsInside();
-    }
 };
 
 class VoiceMix : public testing::Test {
@@ -256,7 +126,7 @@ class Script_t {
     }
 
     // One change of the voice from outside.
-    void Change(ScriptVoice_t& voice, model_t& model) {
+    void Change(ScriptVoice_t& voice, script_model_t& model) {
         const uint32_t target = Below(voice.totalLength + 2), kind = Below(6);
         const float volume = Volume();
         if (kind == 0) voice.SetVolume(volume, Once(2) ? volume : Volume());
@@ -275,7 +145,7 @@ class Script_t {
         for (uint32_t i = 0, count = 1 + Below(4); i < count; ++i) sounds.push_back(Sound());
         ScriptVoice_t voice(sounds[0].get(), {Once(4), Once(8) ? 1 + Below(6) : 0});
         voice.mixFlags = static_cast<uint16_t>(1u << Below(3));
-        model_t model{{sounds[0].get()}, voice.hooks};
+        script_model_t model(sounds[0].get(), voice.hooks);
         model.TakeSettings(voice);
         for (std::size_t i = 1; i < sounds.size(); ++i) {
             voice.QueueSound(sounds[i].get());
@@ -299,7 +169,7 @@ class Script_t {
     }
 
   private:
-    static void Compare(const ScriptVoice_t& voice, const model_t& model) {
+    static void Compare(const ScriptVoice_t& voice, const script_model_t& model) {
         const bool isLast = model.current + 1 == model.queue.size();
         ASSERT_EQ(
             std::tuple(voice.queueBase, voice.position, voice.fraction, voice.step, voice.pathFlags == 0),
@@ -319,10 +189,10 @@ TEST_F(VoiceMix, RandomScriptsAgreeWithTheModel) {
         Script_t script(seed);
         AudioSystem::FreeRing();
         ASSERT_TRUE(AudioSystem::AllocateRing(ringUnits, 4096));
-        model_ring_t ring;
+        model_ring_t ring(ringFrames);
         for (uint32_t voices = 1 + script.Below(3); voices > 0; --voices)
             ASSERT_NO_FATAL_FAILURE(script.Run(ring));
-        ASSERT_EQ(ring.FirstDifference(), -1);
+        ASSERT_EQ(FirstDifference(ring), -1);
     }
 }
 

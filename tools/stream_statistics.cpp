@@ -53,7 +53,7 @@ void StreamWatch_t::OnRequested(uint64_t page) { requestedAt[page] = passes; }
 
 bool StreamWatch_t::MayRead(uint64_t page) { return passes >= requestedAt[page] + delay; }
 
-void StreamWatch_t::OnRead(uint64_t page, size_t bytes) {
+void StreamWatch_t::OnRead(uint64_t page, uint64_t bytes) {
     requestedAt.erase(page);
     ++statistics.pagesRead;
     statistics.bytesRead += bytes;

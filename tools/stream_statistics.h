@@ -43,7 +43,7 @@ class StreamWatch_t : public PageWatch_t {
 
     void OnRequested(uint64_t page) override;
     bool MayRead(uint64_t page) override;
-    void OnRead(uint64_t page, size_t bytes) override;
+    void OnRead(uint64_t page, uint64_t bytes) override;
     void OnUse(uint32_t first, uint32_t end) override;
 
   private:

@@ -41,9 +41,9 @@ uint64_t ResidentBytes(Sound_t& sound) {
 }
 
 uint64_t HeldBytes(Voice_t& voice) {
-    if (auto* stream = dynamic_cast<StreamVoice_t*>(&voice)) return stream->HeldFileBytes();
+    if (auto* stream = dynamic_cast<StreamVoice_t*>(&voice)) return stream->holds.HeldBytes();
     if (auto* stream = dynamic_cast<CompressedStreamVoice_t*>(&voice))
-        return stream->HeldFileBytes() + stream->streamSound->decodedPages.BytesOf(stream->window);
+        return stream->holds.HeldBytes() + stream->streamSound->decodedPages.BytesOf(stream->window);
     if (auto* compressed = dynamic_cast<CompressedVoice_t*>(&voice))
         return compressed->compressedSound->Pages().BytesOf(compressed->window);
     return 0;

@@ -15,7 +15,7 @@ CompressedVoice_t::~CompressedVoice_t() {
 
 // Frames behind the advance that the kernel reads are decoded with this pass and carried over to the next.
 bool CompressedVoice_t::PrepareFrame(uint32_t frames) {
-    const uint32_t decodedEnd = window.end;
+    const uint32_t decodedEnd = window.DecodedEnd(position);
     const uint32_t end = std::max(PassEnd(frames), decodedEnd);
     return compressedSound->MoveWindow(window, position, end, decodedEnd, decoderState);
 }

@@ -17,6 +17,10 @@
 
 struct frame_window_t {
     uint32_t start = 0, end = 0;
+
+    // How far a voice that stands at `frame` has decoded. After a jump for which there was no memory the
+    // window has stayed elsewhere.
+    uint32_t DecodedEnd(uint32_t frame) const { return frame >= start && frame <= end ? end : frame; }
 };
 
 class DecodedPages_t {

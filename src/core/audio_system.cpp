@@ -56,7 +56,8 @@ void StorePageSettings(unsigned streamPageRequest, unsigned streamPagesAhead,
                        unsigned compressedPageRequest) {
     systemPageSize = platform::SystemPageBytes();
     streamPageBytes = RoundUpToPages(streamPageRequest);
-    streamLookAheadBytes = streamPageBytes * streamPagesAhead;
+    streamLookAheadBytes =
+        static_cast<uint32_t>(std::min<uint64_t>(uint64_t{streamPageBytes} * streamPagesAhead, UINT32_MAX));
     compressedPageBytes = decodedStreamPageBytes = RoundUpToPages(compressedPageRequest);
 }
 

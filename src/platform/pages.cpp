@@ -18,7 +18,12 @@ uint32_t SystemPageBytes() noexcept { return static_cast<uint32_t>(sysconf(_SC_P
 
 uint8_t* ReservePages(std::size_t bytes) noexcept { return MapPages(bytes, PROT_NONE); }
 
-uint8_t* AllocateZeroPages(std::size_t bytes) noexcept { return MapPages(bytes, PROT_READ | PROT_WRITE); }
+// Where the system gives huge pages unasked, one word of a table would cost 2 MiB.
+uint8_t* AllocateZeroPages(std::size_t bytes) noexcept {
+    uint8_t* base = MapPages(bytes, PROT_READ | PROT_WRITE);
+    if (base) madvise(base, bytes, MADV_NOHUGEPAGE);
+    return base;
+}
 
 bool CommitPages(uint8_t* first, std::size_t bytes) noexcept {
     return mprotect(first, bytes, PROT_READ | PROT_WRITE) == 0;

@@ -52,7 +52,7 @@ bool CompressedStreamVoice_t::HoldUpTo(uint32_t end) {
 }
 
 bool CompressedStreamVoice_t::PrepareFrame(uint32_t frames) {
-    const uint32_t decodedEnd = window.end;
+    const uint32_t decodedEnd = window.DecodedEnd(position);
     const uint32_t end = std::max(PassEnd(frames), decodedEnd);
     if (!HoldUpTo(end)) return false;
     if (PageWatch_t* watch = streamSound->filePages.watch) watch->OnUse(decodedEnd, end);

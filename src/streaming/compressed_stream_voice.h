@@ -22,18 +22,17 @@ class CompressedStreamVoice_t : public Voice_t {
     void QueueSound(Sound_t* sound) override;
     void ReleaseSound() override;
     float GetMixCost() override { return mixCosts.CostFor(this); }
-    uint64_t HeldFileBytes() const { return holds.HeldBytes(); }
 
     CompressedStreamSound_t* streamSound;
     void* decoderState;       // made by the sound and given back to it
     uint32_t lookAheadBytes;  // of compressed data; what the whole queue has, if that is less
     frame_window_t window;    // decoded frames that the voice holds
+    PageHolds_t holds;        // and pages of its file
 
     static MixCostTable_t mixCosts;
 
   private:
     bool HoldUpTo(uint32_t end);
 
-    PageHolds_t holds;
     bool isMoving = false;  // inside SetPos: holds follow once, at its end
 };

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <vector>
 
 #include "core/settings.h"
 #include "platform/late_bytes.h"
@@ -21,13 +20,14 @@ void FreeTable(uint32_t* table, uint64_t pageCount) {
 
 std::atomic_ref<uint32_t> FlagsOf(uint32_t& word) { return std::atomic_ref<uint32_t>(word); }
 
-// Where a pass reads a page before it is shown. Passes exclude each other by soundTableLock.
-std::vector<uint8_t> loaderBuffer;
+// Where a pass reads a page, piece by piece, before it is shown. Passes exclude each other by soundTableLock.
+uint8_t loaderBuffer[65536];
 
 }  // namespace
 
-bool FilePages_t::Reserve(uint64_t dataBytes, uint32_t bytesPerPage) {
+bool FilePages_t::Reserve(uint64_t bytes, uint32_t bytesPerPage) {
     if (bytesPerPage == 0) return false;
+    dataBytes = bytes;
     pageCount = dataBytes / bytesPerPage + 1;
     pageBytes = bytesPerPage;
     base = platform::ReservePages(pageCount * pageBytes);
@@ -37,8 +37,6 @@ bool FilePages_t::Reserve(uint64_t dataBytes, uint32_t bytesPerPage) {
         Release();
         return false;
     }
-    const platform::CriticalSectionLock_t lock(AudioSystem::soundTableLock);
-    if (loaderBuffer.size() < pageBytes) loaderBuffer.resize(pageBytes);
     return true;
 }
 
@@ -114,29 +112,35 @@ void FilePages_t::DropReleased(page_span_t span) {
     }
 }
 
-void FilePages_t::Serve(FILE* file, uint64_t dataOffset, void (*prepare)(uint8_t*, std::size_t)) {
+uint64_t FilePages_t::Fill(uint64_t page, FILE* file, uint64_t dataOffset, prepare_t prepare) {
+    const uint64_t begin = page * pageBytes, end = std::min(begin + pageBytes, dataBytes);
+    uint64_t total = 0;
+    bool isReadable = file && fseeko(file, static_cast<off_t>(dataOffset + begin), SEEK_SET) == 0;
+    for (uint64_t at = begin; at < end; at += sizeof loaderBuffer) {
+        const std::size_t count = std::min<uint64_t>(end - at, sizeof loaderBuffer);
+        const std::size_t bytesRead = isReadable ? std::fread(loaderBuffer, 1, count, file) : 0;
+        isReadable = bytesRead == count;
+        total += bytesRead;
+        std::fill(loaderBuffer + bytesRead, loaderBuffer + count, uint8_t{0});
+        if (prepare) prepare(loaderBuffer, count);
+        platform::CopyLateBytes(base + at, loaderBuffer, count);
+    }
+    return total;
+}
+
+void FilePages_t::Serve(FILE* file, uint64_t dataOffset, prepare_t prepare) {
     const page_span_t span = TakePosted();
     const platform::CriticalSectionLock_t reading(loadLock);
     for (uint64_t page = span.first; page < span.end; ++page) {
         if (!(FlagsOf(pageFlags[page]).load() & loadRequested)) continue;
-        if (!watch || watch->MayRead(page)) {
-            ReadPage(page, file, dataOffset, prepare);
-        } else {
+        if (watch && !watch->MayRead(page)) {
             const platform::CriticalSectionLock_t lock(pageLock);
             Post(page);
+            continue;
         }
+        // Only a pass decommits: the page stays, whoever releases it meanwhile.
+        const uint64_t bytesRead = Fill(page, file, dataOffset, prepare);
+        if (watch) watch->OnRead(page, bytesRead);
+        FlagsOf(pageFlags[page]).fetch_and(~loadRequested);  // and the page is shown
     }
-}
-
-// Only a pass decommits: the page stays, whoever releases it meanwhile.
-void FilePages_t::ReadPage(uint64_t page, FILE* file, uint64_t dataOffset,
-                           void (*prepare)(uint8_t*, std::size_t)) {
-    std::size_t bytesRead = 0;
-    if (file && fseeko(file, static_cast<off_t>(dataOffset + page * pageBytes), SEEK_SET) == 0) {
-        bytesRead = std::fread(loaderBuffer.data(), 1, pageBytes, file);
-    }
-    if (watch) watch->OnRead(page, bytesRead);
-    if (prepare) prepare(loaderBuffer.data(), bytesRead);
-    platform::CopyLateBytes(base + page * pageBytes, loaderBuffer.data(), bytesRead);
-    FlagsOf(pageFlags[page]).fetch_and(~loadRequested);  // and the page is shown
 }

@@ -29,7 +29,7 @@ class FilePages_t {
 
     // Reserves addresses and page tables for so many bytes of data. False if they cannot be had, or for a
     // page size of 0.
-    [[nodiscard]] bool Reserve(uint64_t dataBytes, uint32_t bytesPerPage);
+    [[nodiscard]] bool Reserve(uint64_t bytes, uint32_t bytesPerPage);
     void Release();
 
     // The pages that bytes begin up to end touch; none for an empty range.
@@ -41,9 +41,10 @@ class FilePages_t {
 
     // The loader's pass: drops what is released, then reads what is requested, in page order.
     //   file, dataOffset  where byte 0 of the data stands
-    //   prepare           turns the bytes of a page, as read, into their form in memory; may be null
-    // What cannot be read is as it was: zero bytes.
-    void Serve(FILE* file, uint64_t dataOffset, void (*prepare)(uint8_t* bytes, std::size_t count));
+    //   prepare           turns bytes, as read, into their form in memory; never half a sample; may be null
+    // What cannot be read counts as zero bytes in the file: silence. Behind the data, pages stay zero.
+    using prepare_t = void (*)(uint8_t* bytes, std::size_t count);
+    void Serve(FILE* file, uint64_t dataOffset, prepare_t prepare);
 
     uint64_t CommittedBytes();  // now
 
@@ -55,14 +56,14 @@ class FilePages_t {
     uint64_t committedPages = 0, mostCommittedPages = 0;  // now, and ever; under pageLock
     PageWatch_t* watch = nullptr;                         // not owned; set while no voice plays
     platform::CriticalSection_t pageLock;
-    platform::CriticalSection_t loadLock;  // a pass, while it reads; never together with pageLock
+    platform::CriticalSection_t loadLock;  // a pass, while it reads; never taken under pageLock
 
   private:
     void Post(uint64_t page);
     page_span_t TakePosted();
     void DropReleased(page_span_t posted);
-    void ReadPage(uint64_t page, FILE* file, uint64_t dataOffset,
-                  void (*prepare)(uint8_t* bytes, std::size_t count));
+    uint64_t Fill(uint64_t page, FILE* file, uint64_t dataOffset, prepare_t prepare);
 
+    uint64_t dataBytes = 0;
     page_span_t posted{};  // pages whose flags may be set: all that a pass has to look at
 };

@@ -2,7 +2,6 @@
 // hosts that count what streaming costs or imitate a slow disk.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 
 class PageWatch_t {
@@ -14,7 +13,7 @@ class PageWatch_t {
     // Loader's thread, in a pass. False: not yet; the request is posted again for the next pass.
     virtual bool MayRead(uint64_t page) = 0;
     // Loader's thread. So many bytes of the page came from the file.
-    virtual void OnRead(uint64_t page, std::size_t bytes) = 0;
+    virtual void OnRead(uint64_t page, uint64_t bytes) = 0;
     // Host's thread, inside a tick. A voice is about to mix, or to decode, frames first up to end of the
     // sound, from pages that may not have arrived.
     virtual void OnUse(uint32_t first, uint32_t end) = 0;

@@ -23,11 +23,11 @@ class StreamVoice_t : public Voice_t {
     void QueueSound(Sound_t* sound) override;
     void ReleaseSound() override;
     float GetMixCost() override { return mixCosts.CostFor(this); }
-    uint64_t HeldFileBytes() const { return holds.HeldBytes(); }
 
     StreamSound_t* streamSound;
     uint32_t windowStart = 0;      // the frame from which the voice holds pages
     uint32_t lookAheadFrames = 0;  // of the current sound; what the whole queue has, if that is less
+    PageHolds_t holds;
 
     static MixCostTable_t mixCosts;
 
@@ -36,6 +36,5 @@ class StreamVoice_t : public Voice_t {
     bool HoldUpTo(uint64_t end);
 
     uint32_t lookAheadBytes = 0;  // the same distance, which no change of format rounds off
-    PageHolds_t holds;
     bool isMoving = false;  // inside SetPos: holds follow once, at its end
 };
