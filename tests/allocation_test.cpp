@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <new>
 
+#include "api/host_access.h"
 #include "stream_fixture.h"
 
 namespace {
@@ -65,6 +66,7 @@ TEST_F(Allocation_t, AThousandTicksTakeNone) {
             sliding->SetVolumeSlide(0, 400, 0.1f, 0.9f, 0.9f, 0.1f);
         for (uint32_t queued = 0; queued < i % 4; ++queued) voice->QueueSound(sound);
         voice->isLooping = i % 7 == 0;
+        host::Watch(*voice, true);  // nobody takes the news: the list runs over
         voices.push_back(voice);
     }
     uint32_t starts = 0, total = 0;

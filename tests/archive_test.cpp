@@ -48,7 +48,7 @@ class ArchiveFile : public EngineFixture_t {
   protected:
     // By way of a file, or of a buffer of exactly that size.
     void Load(Archive_t& archive, const std::string& bytes, bool isFile) const {
-        if (isFile) return archive.Load(folder.Write("in.archive", bytes).c_str(), "here");
+        if (isFile) return (void)archive.Load(folder.Write("in.archive", bytes).c_str(), "here");
         const std::unique_ptr<char[]> image(new char[bytes.size()]);
         bytes.copy(image.get(), bytes.size());
         archive.LoadFromBuffer(image.get(), static_cast<unsigned>(bytes.size()), "here");

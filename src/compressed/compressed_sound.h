@@ -38,6 +38,7 @@ class CompressedSound_t : public Sound_t {
     // Drops the window for an empty one at newPos.
     bool ResetWindow(frame_window_t& window, uint32_t newPos) { return pages.Move(window, newPos, newPos); }
     void ReleaseWindow(frame_window_t& window) { (void)pages.Drop(window); }
+    const DecodedPages_t& Pages() const { return pages; }
 
     static Sound_t* GetDefaultSound();
     static Sound_t* GetTypedSound(const char* soundName, const char* archiveName);

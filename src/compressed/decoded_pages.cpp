@@ -23,7 +23,7 @@ void DecodedPages_t::Release() {
     base = nullptr;
     platform::ReleasePages(reinterpret_cast<uint8_t*>(refCounts), pageCount * sizeof(int32_t));
     refCounts = nullptr;
-    pageCount = 0;
+    pageCount = committedPages = 0;
 }
 
 page_span_t DecodedPages_t::SpanOf(const frame_window_t& window) const {
@@ -32,6 +32,12 @@ page_span_t DecodedPages_t::SpanOf(const frame_window_t& window) const {
     if (first == end && first % pageBytes == 0) return {first / pageBytes, first / pageBytes};
     const uint64_t last = end > first ? end - 1 : first;
     return {first / pageBytes, last / pageBytes + 1};
+}
+
+uint64_t DecodedPages_t::BytesOf(const frame_window_t& window) const {
+    if (!base) return 0;
+    const page_span_t span = SpanOf(window);
+    return (span.end - span.first) * pageBytes;
 }
 
 // Acquires before it gives back, so that a page of both windows is never without a holder.
@@ -58,10 +64,12 @@ bool DecodedPages_t::Drop(frame_window_t& window) { return Move(window, 0, 0); }
 
 bool DecodedPages_t::Acquire(uint64_t page) {
     if (refCounts[page] == 0 && !platform::CommitPages(base + page * pageBytes, pageBytes)) return false;
-    ++refCounts[page];
+    if (refCounts[page]++ == 0) ++committedPages;
     return true;
 }
 
 bool DecodedPages_t::GiveBack(uint64_t page) {
-    return --refCounts[page] > 0 || platform::DecommitPages(base + page * pageBytes, pageBytes);
+    if (--refCounts[page] > 0) return true;
+    --committedPages;
+    return platform::DecommitPages(base + page * pageBytes, pageBytes);
 }

@@ -37,11 +37,15 @@ class DecodedPages_t {
     // Gives back all that the window holds, and leaves it empty at frame 0.
     bool Drop(frame_window_t& window);
 
+    uint64_t BytesOf(const frame_window_t& window) const;  // of the pages that it holds
+    uint64_t CommittedBytes() const { return uint64_t{committedPages} * pageBytes; }
+
     uint8_t* base = nullptr;       // page 0, owned
     int32_t* refCounts = nullptr;  // one a page, owned
     uint32_t pageCount = 0;
     uint32_t pageBytes = 0;
     uint32_t bytesPerFrame = 0;
+    uint32_t committedPages = 0;
 
   private:
     page_span_t SpanOf(const frame_window_t& window) const;

@@ -19,6 +19,7 @@ Voice_t* VoiceOf(const ListNode_t* node) { return static_cast<Voice_t*>(node->da
 
 void SignalCompletion(const Voice_t& voice) {
     if (voice.completionEvent) voice.completionEvent->Set();
+    if (voice.voiceWatch) voice.voiceWatch->OnEnd(voice);
 }
 
 // Mixes units from the voice's ring position on, in two calls if the stretch goes round the ring's end, and

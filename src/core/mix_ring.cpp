@@ -13,6 +13,7 @@ Relaxed_t<uint32_t> ringBase, ringClear;
 uint32_t ringOutput = 0;
 uint32_t ringRewind = 0;
 Relaxed_t<uint32_t> resendableUnits;
+Relaxed_t<uint32_t> underrunCount, underrunFrames;
 uint8_t* outputStaging = nullptr;
 uint32_t* ringLoads = nullptr;
 double* ringScratch = nullptr;
@@ -46,6 +47,7 @@ bool AllocateRing(unsigned length, unsigned deviceBytes) {
     ringBase = 0;
     ringOutput = 0;
     ringRewind = 0;
+    underrunCount = underrunFrames = 0;
     resendableUnits = length;  // the history is silent, and so is a device that has played nothing
     ringClear = length - (deviceBytes >> 1);
     ringEntries = AllocateEntries(length >> 1);

@@ -31,6 +31,10 @@ extern uint32_t ringRewind;            // how far behind ringBase this tick's vo
 // be sent again. Silence that was written in place of frames that nobody had mixed breaks the order, and the
 // count begins anew. Mixing thread writes, the tick reads.
 extern Relaxed_t<uint32_t> resendableUnits;
+// Passes that had fewer mixed frames than the device wanted, and how many frames of silence went out instead,
+// since the start. Mixing thread writes.
+extern Relaxed_t<uint32_t> underrunCount;
+extern Relaxed_t<uint32_t> underrunFrames;
 extern uint8_t* outputStaging;  // 16-bit stereo frames on their way to the device; mixing thread only
 
 // How much gain, in 1/256 steps, has been added to each block of the ring since it was last known to stand

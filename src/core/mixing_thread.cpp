@@ -53,6 +53,10 @@ void SendNew(uint32_t output) {
     ConvertFrames(output, mixed);
     std::memset(outputStaging + std::size_t{mixed} * 4, 0, std::size_t{count - mixed} * 4);
     device->WriteBytes(outputStaging, count * 4);
+    if (mixed < count) {
+        underrunCount = underrunCount + 1;
+        underrunFrames = underrunFrames + (count - mixed);
+    }
     resendableUnits = mixed < count ? 0 : std::min(resendableUnits + 2 * count, ringLength);
 
     const platform::CriticalSectionLock_t lock(ringLock);

@@ -45,44 +45,52 @@ void Archive_t::FreeSounds() {
     RemoveAll();
 }
 
-void Archive_t::Load(const char* path, const char* archiveName) {
+archive_outcome_t Archive_t::Load(const char* path, const char* archiveName) {
     BinaryStream stream(path, openForReading);
-    ReadSounds(stream, archiveName);
+    return ReadSounds(stream, archiveName);
 }
 
-void Archive_t::LoadFromBuffer(const void* image, unsigned size, const char* archiveName) {
+archive_outcome_t Archive_t::LoadFromBuffer(const void* image, unsigned size, const char* archiveName) {
     // The stream takes what it may also write to; nothing writes here.
     BinaryStream stream(static_cast<uint8_t*>(const_cast<void*>(image)), size);
-    ReadSounds(stream, archiveName);
+    return ReadSounds(stream, archiveName);
 }
 
-void Archive_t::ReadSounds(BinaryStream& stream, const char* archiveName) {
+archive_outcome_t Archive_t::ReadSounds(BinaryStream& stream, const char* archiveName) {
     FreeSounds();
+    archive_outcome_t outcome;
+    outcome.isOpen = stream.Good();
     String_t tag;
     for (stream >> tag; stream.Good() && !SameText(tag.text, AudioSystem::archiveEndMarker.text);
          stream >> tag) {
         Sound_t* sound = CreateByTag(tag.text);
-        if (!sound) return;  // nothing tells where its record ends
+        if (!sound) {  // nothing tells where its record ends
+            outcome.unknownTag = tag;
+            return outcome;
+        }
         sound->Serialize(stream, false);
         if (!stream.Good()) {
             delete sound;
-            return;
+            return outcome;
         }
         sound->archiveName = archiveName;
         sound->classTag = tag;
-        Store(sound);
+        ++(Store(sound) ? outcome.storedSounds : outcome.missingSounds);
     }
+    outcome.isWhole = stream.Good();
+    return outcome;
 }
 
 // A sound that could not be loaded although its record could be read (its own file is missing) is left out.
-void Archive_t::Store(Sound_t* sound) {
+bool Archive_t::Store(Sound_t* sound) {
     if (SameText(sound->name.text, defaultSoundName)) {
         delete sound;
-        return;
+        return false;
     }
     void*& place = FindOrInsert(sound->name.text);
     delete static_cast<Sound_t*>(place);
     place = sound;
+    return true;
 }
 
 void Archive_t::WriteSounds(BinaryStream& stream) {
@@ -94,7 +102,7 @@ void Archive_t::WriteSounds(BinaryStream& stream) {
     stream << AudioSystem::archiveEndMarker;
 }
 
-void Archive_t::Save(const char* path) {
+bool Archive_t::Save(const char* path) {
     const std::string partPath = std::string(path) + ".part";
     std::remove(partPath.c_str());  // the stream creates a file, but does not shorten one
     bool isWritten;
@@ -104,7 +112,9 @@ void Archive_t::Save(const char* path) {
         stream.Flush();
         isWritten = stream.Good() && !std::ferror(stream.file);
     }
-    if (!isWritten || std::rename(partPath.c_str(), path) != 0) std::remove(partPath.c_str());
+    if (isWritten && std::rename(partPath.c_str(), path) == 0) return true;
+    std::remove(partPath.c_str());
+    return false;
 }
 
 int32_t Archive_t::SaveToBuffer(void* buffer, unsigned size) {

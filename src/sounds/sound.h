@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "foundation/handle_table.h"
 #include "foundation/string.h"
 #include "foundation/string_map.h"
 #include "sounds/archive.h"
@@ -55,6 +56,7 @@ class Sound_t {
     String_t name;
     String_t archiveName;
     String_t classTag;  // extension of the sound's file and tag of its record; empty in default sounds
+    HandleAnchor_t anchor;
 
   protected:
     // Takes name, length and format from a header; not the samples.
@@ -73,11 +75,22 @@ extern String_t archiveEndMarker;    // "end_of_sound_archive"
 extern String_t defaultArchiveName;  // "DefaultArchive": what a null archive name means
 extern Archive_t* defaultSounds;     // one empty sound a class, by class name; lives while the system runs
 
+// How far a load came, and the sound: the one that was loaded, or the one that had its name already; else
+// null.
+enum class load_step_t { loaded, noArchive, noTag, unknownTag, notRead, nameTaken };
+struct load_outcome_t {
+    load_step_t step;
+    Sound_t* sound;
+};
+
 // Loads a sound file; its extension picks the class, its own text the name. Failure is silent. A name that
 // the archive already holds keeps the old sound.
 void LoadSound(const char* path, const char* archiveName);
 // The same from an image in memory; `name` gives both the tag, behind its last dot, and the archive's name.
 void LoadSoundFromBuffer(const char* name, const void* image, unsigned size);
+// The same two, for whoever wants to know what became of it. Only an archive name may be null.
+load_outcome_t TryLoadSound(const char* path, const char* archiveName);
+load_outcome_t TryLoadSoundFromBuffer(const char* name, const void* image, unsigned size);
 // Never null: a default sound of 0 frames for an unknown name.
 Sound_t* GetSound(const char* soundName, const char* archiveName);
 // Gives a sound to an archive under its own name. False, and the sound stays the caller's, if that name is

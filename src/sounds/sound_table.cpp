@@ -1,6 +1,7 @@
 // sound_table.cpp - owns every loaded sound. soundTableLock is held around every change of the tables, since
 // a host's loader walks them on a thread of its own, but never around reading a file.
 #include <cstring>
+#include <memory>
 #include <new>
 
 #include "core/settings.h"
@@ -42,40 +43,47 @@ Sound_t* CreateByTag(const char* tag) {
     return static_cast<Sound_t*>(ClassRegistry::Create(tag));
 }
 
-bool Store(Sound_t* sound, Archive_t& archive, const char* archiveName) {
+// The sound that stands under its name then: another one, if the name was taken.
+Sound_t* Store(Sound_t* sound, Archive_t& archive, const char* archiveName) {
     const tableLock_t lock(soundTableLock);
-    if (archive.Find(sound->name.text)) return false;
+    if (Sound_t* other = archive.Find(sound->name.text)) return other;
     sound->archiveName = archiveName;
     archive.FindOrInsert(sound->name.text) = sound;
-    return true;
+    return sound;
 }
 
 template <typename Load>
-void LoadInto(const char* archiveName, const char* taggedName, Load load) {
+load_outcome_t LoadInto(const char* archiveName, const char* taggedName, Load load) {
     Archive_t* archive = FindOrCreateArchive(archiveName);
+    if (!archive) return {load_step_t::noArchive, nullptr};
     const char* tag = TagOf(taggedName);
-    if (!archive || !tag) return;
-    Sound_t* sound = CreateByTag(tag);
-    if (!sound) return;
-    if (!sound->IsASortOf("Sound")) {
-        delete sound;
-        return;
-    }
+    if (!tag) return {load_step_t::noTag, nullptr};
+    std::unique_ptr<Sound_t> sound(CreateByTag(tag));
+    if (!sound || !sound->IsASortOf("Sound")) return {load_step_t::unknownTag, nullptr};
     load(*sound);
     sound->classTag = tag;
-    if (SameText(sound->name.text, defaultSoundName) || !Store(sound, *archive, archiveName)) delete sound;
+    if (SameText(sound->name.text, defaultSoundName)) return {load_step_t::notRead, nullptr};
+    Sound_t* stored = Store(sound.get(), *archive, archiveName);
+    if (stored != sound.get()) return {load_step_t::nameTaken, stored};
+    return {load_step_t::loaded, sound.release()};
 }
 
 }  // namespace
 
 void LoadSound(const char* path, const char* archiveName) {
-    if (!path) return;
-    LoadInto(Resolve(archiveName), path, [&](Sound_t& sound) { sound.LoadFromFile(path); });
+    if (path) (void)TryLoadSound(path, archiveName);
 }
 
 void LoadSoundFromBuffer(const char* name, const void* image, unsigned size) {
-    if (!name || !image) return;
-    LoadInto(name, name, [&](Sound_t& sound) { sound.LoadFromBuffer(image, size); });
+    if (name && image) (void)TryLoadSoundFromBuffer(name, image, size);
+}
+
+load_outcome_t TryLoadSound(const char* path, const char* archiveName) {
+    return LoadInto(Resolve(archiveName), path, [&](Sound_t& sound) { sound.LoadFromFile(path); });
+}
+
+load_outcome_t TryLoadSoundFromBuffer(const char* name, const void* image, unsigned size) {
+    return LoadInto(name, name, [&](Sound_t& sound) { sound.LoadFromBuffer(image, size); });
 }
 
 Sound_t* GetSound(const char* soundName, const char* archiveName) {
@@ -87,7 +95,7 @@ Sound_t* GetSound(const char* soundName, const char* archiveName) {
 bool EnterSound(Sound_t* sound, const char* archiveName) {
     const char* resolved = Resolve(archiveName);
     Archive_t* archive = FindOrCreateArchive(resolved);
-    return archive && Store(sound, *archive, resolved);
+    return archive && Store(sound, *archive, resolved) == sound;
 }
 
 void FreeSound(const char* soundName, const char* archiveName) {
@@ -111,23 +119,23 @@ void FreeArchive(const char* archiveName) {
     delete archive;
 }
 
-void LoadArchive(const char* path, const char* archiveName) {
+archive_outcome_t LoadArchive(const char* path, const char* archiveName) {
     const char* resolved = Resolve(archiveName);
     const tableLock_t lock(soundTableLock);
     Archive_t* archive = path ? FindOrCreateArchive(resolved) : nullptr;
-    if (archive) archive->Load(path, resolved);
+    return archive ? archive->Load(path, resolved) : archive_outcome_t{};
 }
 
-void LoadArchiveFromBuffer(const void* image, unsigned size, const char* archiveName) {
+archive_outcome_t LoadArchiveFromBuffer(const void* image, unsigned size, const char* archiveName) {
     const char* resolved = Resolve(archiveName);
     const tableLock_t lock(soundTableLock);
     Archive_t* archive = image ? FindOrCreateArchive(resolved) : nullptr;
-    if (archive) archive->LoadFromBuffer(image, size, resolved);
+    return archive ? archive->LoadFromBuffer(image, size, resolved) : archive_outcome_t{};
 }
 
-void SaveArchive(const char* path, const char* archiveName) {
+bool SaveArchive(const char* path, const char* archiveName) {
     Archive_t* archive = FindArchive(Resolve(archiveName));
-    if (archive && path) archive->Save(path);
+    return archive && path && archive->Save(path);
 }
 
 int32_t SaveArchiveToBuffer(void* buffer, unsigned size, const char* archiveName) {

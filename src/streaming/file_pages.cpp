@@ -83,6 +83,11 @@ void FilePages_t::GiveBack(page_span_t pages) {
     }
 }
 
+uint64_t FilePages_t::CommittedBytes() {
+    const platform::CriticalSectionLock_t lock(pageLock);
+    return committedPages * pageBytes;
+}
+
 void FilePages_t::Post(uint64_t page) {
     posted = posted.first == posted.end
                  ? page_span_t{page, page + 1}

@@ -46,6 +46,8 @@ class FilePages_t {
     using prepare_t = void (*)(uint8_t* bytes, std::size_t count);
     void Serve(FILE* file, uint64_t dataOffset, prepare_t prepare);
 
+    uint64_t CommittedBytes();  // now
+
     uint8_t* base = nullptr;            // byte 0 of the data, owned
     uint32_t* pageRefCounts = nullptr;  // one a page, owned
     uint32_t* pageFlags = nullptr;      // likewise

@@ -70,6 +70,12 @@ bool PageHolds_t::Update() {
     return isAcquired;
 }
 
+uint64_t PageHolds_t::HeldBytes() const {
+    uint64_t bytes = 0;
+    for (const run_t& run : held) bytes += (run.span.end - run.span.first) * run.pages->pageBytes;
+    return bytes;
+}
+
 void PageHolds_t::DropAll() {
     for (const run_t& run : held) run.pages->GiveBack(run.span);
     held.clear();

@@ -26,6 +26,7 @@ class PageHolds_t {
     // False: a commit failed; then the old holds stay, and what was wanted is forgotten.
     bool Update();
     void DropAll();
+    uint64_t HeldBytes() const;
 
     struct run_t {
         FilePages_t* pages;

@@ -167,6 +167,7 @@ void Voice_t::Stop() {
     if (ListNode_t* node = AudioSystem::startingVoices.Find(this, nullptr))
         AudioSystem::startingVoices.RemoveAt(node);
     isPlaying = false;
+    if (voiceWatch) voiceWatch->OnStop(*this);
 }
 
 void Voice_t::FreeAll() {

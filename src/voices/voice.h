@@ -7,7 +7,9 @@
 
 #include <cstdint>
 
+#include "foundation/handle_table.h"
 #include "foundation/list.h"
+#include "voices/voice_watch.h"
 
 class Sound_t;
 
@@ -87,6 +89,8 @@ class Voice_t {
     List_t soundQueue{10};             // Sound_t*, not owned, the current one included
     ListNode_t* allVoicesNode;
     platform::Event_t* completionEvent = nullptr;  // not owned
+    VoiceWatch_t* voiceWatch = nullptr;            // not owned
+    HandleAnchor_t anchor;
 
   protected:
     // The frame behind all that a pass of so many output frames reads or moves over, within the sound. What

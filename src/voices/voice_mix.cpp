@@ -54,6 +54,7 @@ bool Voice_t::Mix(uint32_t ringAt, uint32_t frames) {
             isSecondRound = true;
             hasMovedThisRound = false;
             SetPos(0);
+            if (voiceWatch) voiceWatch->OnLoop(*this);
         } else {
             break;
         }

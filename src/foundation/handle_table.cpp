@@ -1,0 +1,36 @@
+#include "foundation/handle_table.h"
+
+#include <utility>
+
+HandleAnchor_t::~HandleAnchor_t() {
+    if (table) table->LetGo(id);
+}
+
+uint64_t HandleTable_t::IdOf(HandleAnchor_t& anchor, void* object) {
+    if (anchor.table) return anchor.id;
+    if (firstFree == noSlot) {
+        slots.push_back({nullptr, 1, noSlot});
+        firstFree = static_cast<uint32_t>(slots.size() - 1);
+    }
+    const uint32_t index = firstFree;
+    slot_t& slot = slots[index];
+    firstFree = std::exchange(slot.nextFree, noSlot);
+    slot.object = object;
+    anchor.table = this;
+    anchor.id = uint64_t{slot.round} << 32 | index;
+    return anchor.id;
+}
+
+void* HandleTable_t::Find(uint64_t id) const noexcept {
+    const auto index = static_cast<uint32_t>(id);
+    if (index >= slots.size() || slots[index].round != id >> 32) return nullptr;
+    return slots[index].object;
+}
+
+void HandleTable_t::LetGo(uint64_t id) noexcept {
+    const auto index = static_cast<uint32_t>(id);
+    slot_t& slot = slots[index];
+    slot.object = nullptr;
+    if (++slot.round == 0) slot.round = 1;  // 0 is no number
+    slot.nextFree = std::exchange(firstFree, index);
+}

@@ -1,0 +1,295 @@
+// host_sound_test.cpp - loads that say why they failed, archives, raw streams and statistics.
+#include <ringmix/output_selection.h>
+#include <sys/stat.h>
+
+#include "host_fixture.h"
+
+namespace {
+
+using namespace ringmix;
+
+class HostSound : public HostFixture_t {
+  protected:
+    // That each word stands in the text.
+    static void ExpectSays(const result_t& result, problem_t problem, const std::vector<std::string>& words) {
+        EXPECT_EQ(static_cast<int>(result.problem), static_cast<int>(problem)) << result.text;
+        for (const std::string& word : words)
+            EXPECT_NE(std::string(result.text).find(word), std::string::npos) << word << ": " << result.text;
+    }
+};
+
+TEST_F(HostSound, LoadsSayWhyTheyFail) {
+    const std::string pcm = SoundImage("rain", 100, {}, Ramp), ima = ImaOf("rain", 100, 64, {});
+    const std::string named = SoundImage(defaultSoundName, 4, {}, Ramp);
+    std::string badBlocks = ima;
+    badBlocks.replace(badBlocks.find(" 64 "), 4, " 63 ");
+    struct case_t {
+        std::string file, bytes;
+        problem_t problem;
+        std::vector<std::string> words;
+    };
+    const case_t cases[] = {
+        {"noextension", pcm, problem_t::badArgument, {"noextension", "extension"}},
+        {"a.wav", pcm, problem_t::badArgument, {"a.wav", "\"wav\"", "ssn", "isn"}},
+        {"a.sn", "", problem_t::unreadable, {"a.sn", "header"}},
+        {"a.sn", ima, problem_t::unreadable, {"a.sn", "header"}},
+        {"a.ssn", pcm.substr(0, 20), problem_t::unreadable, {"a.ssn", "header"}},
+        {"a.sn",
+         pcm.substr(0, pcm.size() - 1),
+         problem_t::unreadable,
+         {"cut short", std::to_string(pcm.size()), std::to_string(pcm.size() - 1)}},
+        {"a.ssn", pcm.substr(0, pcm.size() - 1), problem_t::unreadable, {"cut short"}},
+        {"a.isn", pcm, problem_t::unreadable, {"IMA"}},
+        {"a.isn", ima.substr(0, ima.size() - 1), problem_t::unreadable, {"cut short"}},
+        {"a.iss", badBlocks, problem_t::unreadable, {"blocks of 63"}},
+        {"a.sn", named, problem_t::badArgument, {"name", defaultSoundName}},
+    };
+    SoundHandle_t sound;
+    for (const case_t& row : cases) {
+        SCOPED_TRACE(row.file + " of " + std::to_string(row.bytes.size()));
+        sound = {77};
+        ExpectSays(SoundHandle_t::Load(folder.Write(row.file, row.bytes).c_str(), nullptr, sound),
+                   row.problem, row.words);
+        EXPECT_EQ(sound.id, 0u);
+        if (row.file == "a.ssn" || row.file == "a.iss") continue;
+        ExpectSays(SoundHandle_t::LoadFromMemory(row.file.c_str(), row.bytes.data(),
+                                                 static_cast<uint32_t>(row.bytes.size()), sound),
+                   row.problem, row.words);
+    }
+    ExpectSays(SoundHandle_t::Load(folder.At("none.sn").c_str(), nullptr, sound), problem_t::notFound,
+               {"none.sn", "No such file"});
+    mkdir(folder.At("folder.sn").c_str(), 0700);
+    ExpectSays(SoundHandle_t::Load(folder.At("folder.sn").c_str(), nullptr, sound), problem_t::unreadable,
+               {"folder.sn"});
+    ExpectSays(SoundHandle_t::LoadFromMemory("a.ssn", pcm.data(), static_cast<uint32_t>(pcm.size()), sound),
+               problem_t::incompatible, {"a.ssn", "memory"});
+    EXPECT_REFUSED(SoundHandle_t::Load(nullptr, nullptr, sound), badArgument);
+    EXPECT_REFUSED(SoundHandle_t::LoadFromMemory("a.sn", nullptr, 0, sound), badArgument);
+    EXPECT_EQ(GetStatistics().sounds, 0u) << "nothing of all that stays";
+
+    SoundHandle_t first, second;
+    EXPECT_OK(SoundHandle_t::Load(folder.Write("a.sn", pcm).c_str(), "weather", first));
+    ExpectSays(SoundHandle_t::Load(folder.Write("b.sn", pcm).c_str(), "weather", second),
+               problem_t::nameTaken, {"b.sn", "weather", "rain"});
+    EXPECT_EQ(first, second) << "the one that has the name";
+    EXPECT_OK(SoundHandle_t::Find("rain", "weather", second));
+    EXPECT_EQ(first, second);
+    ExpectSays(SoundHandle_t::Find("snow", "weather", second), problem_t::notFound, {"snow", "weather"});
+    EXPECT_REFUSED(SoundHandle_t::Find("rain", nullptr, second), notFound);
+    EXPECT_OK(SoundHandle_t::Load(
+        folder.Write("c.isn", ImaOf("ima", 90, 64, {.rateDivisor = 4, .baseVolume = 0.5f, .lockFlags = 2}))
+            .c_str(),
+        nullptr, second));
+    const sound_info_t info = second.GetInfo();
+    EXPECT_TRUE(info.kind == sound_kind_t::compressed && info.frames == 90 && info.rateHz == 11025 &&
+                info.channels == 1 && info.bits == 16 && info.baseVolume == 0.5f && info.isPanLocked &&
+                !info.isVolumeLocked && !info.isFrequencyLocked);
+    EXPECT_STREQ(second.GetName(), "ima");
+    EXPECT_STREQ(second.GetArchiveName(), "DefaultArchive");
+
+    ringmix::Stop();
+    EXPECT_REFUSED(SoundHandle_t::Load(folder.At("a.sn").c_str(), nullptr, sound), notRunning);
+    EXPECT_OK(ringmix::Start({.streamPageBytes = 0, .compressedPageBytes = 0}));
+    for (const char* file : {"a.ssn", "c.isn"})
+        ExpectSays(
+            SoundHandle_t::Load(folder.Write(file, file[0] == 'a' ? pcm : ima).c_str(), nullptr, sound),
+            problem_t::badArgument, {file, "pages of 0 bytes"});
+}
+
+TEST_F(HostSound, StartSaysWhyItFails) {
+    EXPECT_REFUSED(ringmix::Start(), alreadyRuns);
+    ringmix::Stop();
+    ringmix::Stop();
+    ExpectSays(ringmix::Start({.backend = "loud"}), problem_t::notFound, {"loud", "null, manual"});
+    for (const float bad : {0.0f, -1.0f, std::nanf(""), HUGE_VALF})
+        EXPECT_REFUSED(ringmix::Start({.worstCaseFramesPerSecond = bad}), badArgument);
+    platform::ManualSettings().refuseCreate = true;
+    ExpectSays(ringmix::Start(), problem_t::cannotStart, {"manual"});
+    platform::ManualSettings().refuseCreate = false;
+    EXPECT_OK(ringmix::Start());
+}
+
+TEST_F(HostSound, ArchivesAreSavedAndReplacedWhole) {
+    SoundHandle_t first = LoadFileOf("rain", "sn", SoundImage("rain", 400, {}, Ramp));
+    LoadFileOf("music", "ssn", SoundImage("music", 900, {}, Ramp));
+    SoundHandle_t song;
+    EXPECT_OK(SoundHandle_t::Load(folder.At("music.ssn").c_str(), "sn", song));
+    RawStreamHandle_t raw;
+    EXPECT_OK(RawStreamHandle_t::Make({.name = "talk", .archiveName = "sn", .capacityFrames = 9}, raw));
+
+    uint32_t bytes = 0, again = 0;
+    EXPECT_OK(Archives_t::SaveToMemory(nullptr, 0, "sn", bytes));
+    std::string image(bytes, 'x');
+    EXPECT_REFUSED(Archives_t::SaveToMemory(image.data(), bytes - 1, "sn", again), full);
+    EXPECT_EQ(again, bytes);
+    EXPECT_EQ(image, std::string(bytes, 'x')) << "nothing of what does not fit";
+    EXPECT_OK(Archives_t::SaveToMemory(image.data(), bytes, "sn", again));
+    const std::string path = folder.At("all.archive");
+    EXPECT_OK(Archives_t::Save(path.c_str(), "sn"));
+    EXPECT_EQ(folder.Read("all.archive"), image);
+    EXPECT_REFUSED(Archives_t::Save(path.c_str(), "none"), notFound);
+    ExpectSays(Archives_t::Save(folder.At("none/x").c_str(), "sn"), problem_t::unwritable, {"none/x"});
+
+    const VoiceHandle_t voice = MakeVoice(first);
+    EXPECT_OK(voice.Play());
+    archive_count_t count;
+    EXPECT_OK(Archives_t::Load(path.c_str(), "sn", &count));
+    EXPECT_EQ(count.sounds, 2u);
+    EXPECT_FALSE(voice.IsAlive() || first.IsAlive() || raw.IsAlive()) << "what the archive held";
+    EXPECT_EQ(Archives_t::GetSoundCount("sn"), 2u);
+    std::string names;
+    for (uint32_t i = 0; i < 3; ++i) names += Archives_t::GetSound("sn", i).GetName();
+    EXPECT_TRUE(names == "rainmusic" || names == "musicrain") << names;
+    EXPECT_EQ(Archives_t::GetSoundCount("none") + Archives_t::GetSound("none", 0).id, 0u);
+    EXPECT_OK(SoundHandle_t::Find("rain", "sn", first));
+    EXPECT_REFUSED(Archives_t::Load(folder.At("none").c_str(), "sn", nullptr), notFound);
+    EXPECT_TRUE(first.IsAlive()) << "a file that is not there replaces nothing";
+
+    // Cut anywhere: never whole, and the text says so.
+    for (uint32_t length = 0; length < bytes; length += length < 60 || length + 60 > bytes ? 1 : 50) {
+        const result_t result = Archives_t::LoadFromMemory(image.data(), length, "cut", &count);
+        EXPECT_EQ(result.problem, problem_t::unreadable) << length;
+        EXPECT_EQ(Archives_t::GetSoundCount("cut"), count.sounds);
+    }
+    std::string unknown = image;
+    unknown.replace(unknown.find("end_of_sound"), 3, "odd");
+    ExpectSays(Archives_t::LoadFromMemory(unknown.data(), bytes, "cut", &count), problem_t::unreadable,
+               {"2 sounds", "odd_of_sound_archive"});
+    EXPECT_EQ(count.sounds, 2u);
+
+    std::filesystem::remove(folder.At("music.ssn"));
+    EXPECT_OK(Archives_t::LoadFromMemory(image.data(), bytes, "cut", &count));
+    EXPECT_TRUE(count.sounds == 1 && count.missing == 1);
+    EXPECT_OK(Archives_t::Free("cut"));
+    EXPECT_REFUSED(Archives_t::Free("cut"), notFound);
+    EXPECT_EQ(Archives_t::GetSoundCount("cut"), 0u);
+}
+
+TEST_F(HostSound, RawStreamsPlayWhatTheyAreFed) {
+    RawStreamHandle_t stream, other;
+    const raw_stream_options_t good{
+        .name = "talk", .archiveName = "raw", .channels = 1, .capacityFrames = 5000};
+    auto bad = [&](auto change) {
+        raw_stream_options_t options = good;
+        change(options);
+        const result_t result = RawStreamHandle_t::Make(options, other);
+        EXPECT_EQ(other.id, 0u);
+        return result;
+    };
+    EXPECT_REFUSED(bad([](auto& o) { o.name = ""; }), badArgument);
+    EXPECT_REFUSED(bad([](auto& o) { o.name = defaultSoundName; }), badArgument);
+    EXPECT_REFUSED(bad([](auto& o) { o.channels = 3; }), badArgument);
+    EXPECT_REFUSED(bad([](auto& o) { o.bits = 24; }), badArgument);
+    EXPECT_REFUSED(bad([](auto& o) { o.rateHz = 48000; }), badArgument);
+    EXPECT_REFUSED(bad([](auto& o) { o.capacityFrames = 0; }), badArgument);
+    EXPECT_REFUSED(bad([](auto& o) { o.capacityFrames = 0x80000000u; }), badArgument);
+    EXPECT_OK(RawStreamHandle_t::Make(good, stream));
+    EXPECT_REFUSED(bad([](auto&) {}), nameTaken);
+
+    std::vector<int16_t> samples(5001);
+    for (uint32_t i = 0; i < samples.size(); ++i) samples[i] = static_cast<int16_t>(i + 1);
+    EXPECT_EQ(stream.GetVoice().id, 0u);
+    EXPECT_OK(stream.Play());
+    EXPECT_FALSE(stream.IsPlaying()) << "nothing is fed yet";
+    EXPECT_OK(stream.Feed(samples.data(), 2000));
+    EXPECT_OK(stream.Play());
+    EXPECT_TRUE(stream.IsPlaying());
+    frames_t heard;
+    RunTicks(6, 735, heard);
+    EXPECT_FALSE(stream.IsPlaying()) << "it waits";
+    std::vector<news_t> news = TakeAllNews();
+    ASSERT_EQ(news.size(), 1u);
+    EXPECT_TRUE(news[0].kind == news_kind_t::ended && news[0].voice == stream.GetVoice());
+    EXPECT_REFUSED(stream.Feed(&samples[2000], 3001), full);
+    EXPECT_REFUSED(stream.Feed(nullptr, 1), badArgument);
+    EXPECT_OK(stream.Feed(&samples[2000], 3000));
+    EXPECT_TRUE(stream.IsPlaying());
+    RunTicks(2, 735, heard);
+    EXPECT_GT(stream.GetStatistics().playedFrames, 2000u);
+    RunTicks(8, 735, heard);
+    const raw_stream_statistics_t statistics = stream.GetStatistics();
+    EXPECT_EQ(statistics.fedFrames, 5000u);
+    EXPECT_EQ(statistics.capacityFrames, 5000u);
+    EXPECT_EQ(statistics.playedFrames, 5000u);
+    EXPECT_EQ(statistics.residentBytes, 12288u) << "nothing is given back without a piece";
+    std::erase_if(heard, [](frame_t frame) { return frame.left == 0; });
+    ASSERT_EQ(heard.size(), 5000u);
+    for (int i = 0; i < 5000; ++i) ASSERT_EQ(heard[static_cast<std::size_t>(i)].left, i + 1);
+
+    const VoiceHandle_t voice = stream.GetVoice();
+    EXPECT_REFUSED(voice.SetPosition(0), incompatible);
+    EXPECT_REFUSED(voice.SetLooping(true), incompatible);
+    EXPECT_REFUSED(voice.Release(), incompatible);
+    VoiceHandle_t none;
+    EXPECT_REFUSED(SoundHandle_t{stream.id}.MakeVoice(none), incompatible);
+    EXPECT_REFUSED(SoundHandle_t{stream.id}.PlayOnce(none), incompatible);
+    EXPECT_REFUSED(stream.SetVolume(-1, 1), badArgument);
+    EXPECT_REFUSED(stream.SetFrequency(9), badArgument);
+    EXPECT_OK(stream.SetVolume(0.5f, 0.5f));
+    EXPECT_OK(stream.Stop());
+    EXPECT_REFUSED((RawStreamHandle_t{LoadRampImage("ramp", 9).id}.Play()), deadHandle);  // no raw stream
+    EXPECT_OK(stream.Free());
+    EXPECT_FALSE(stream.IsAlive() || voice.IsAlive());
+    EXPECT_REFUSED(stream.Feed(samples.data(), 1), deadHandle);
+    EXPECT_REFUSED(stream.Stop(), deadHandle);
+}
+
+TEST_F(HostSound, StatisticsAreWhatThereIs) {
+    // Formats by turns; a voice of each, some frames in.
+    const SoundHandle_t sounds[] = {
+        LoadRampImage("simple", 30000, {.isStereo = true}),
+        LoadFileOf("whole", "isn", ImaOf("whole", 30000, 512, {})),
+        LoadFileOf("stream", "ssn", SoundImage("stream", 30000, {}, Ramp)),
+        LoadFileOf("compressed", "iss", ImaOf("compressed", 30000, 512, {})),
+    };
+    const uint64_t simpleBytes = 120000, imaBytes = GetStatistics(sounds[1]).residentBytes;
+    EXPECT_GT(imaBytes, 15000u);
+    std::vector<VoiceHandle_t> voices;
+    for (const SoundHandle_t sound : sounds) voices.push_back(MakeVoice(sound, {.isLooping = true}));
+    EXPECT_OK(voices[0].Queue(sounds[0]));
+    for (const VoiceHandle_t voice : voices) EXPECT_OK(voice.Play());
+    frames_t heard;
+    RunTicksLoaded(5, heard);
+    const engine_statistics_t all = GetStatistics();
+    EXPECT_TRUE(all.voices == 4 && all.playingVoices == 4 && all.sounds == 4 && all.archives == 4);
+    EXPECT_EQ(all.ringFrames, 26460u);
+    EXPECT_EQ(all.horizonFrames, 1324u);
+    EXPECT_EQ(all.underruns, 0u);
+    EXPECT_GT(all.queuedFrames, 500u);
+    EXPECT_EQ((all.outputFrame + all.ringFrames - all.baseFrame) % all.ringFrames, 0u) << "ticks keep step";
+
+    EXPECT_EQ(GetStatistics(sounds[0]).residentBytes, simpleBytes);
+    EXPECT_EQ(GetStatistics(sounds[1]).wholeBytes, 60000u);
+    uint64_t sum = 0;
+    for (uint32_t i = 0; i < 4; ++i) {
+        SCOPED_TRACE(sounds[i].GetName());
+        const sound_statistics_t sound = GetStatistics(sounds[i]);
+        const voice_statistics_t voice = GetStatistics(voices[i]);
+        sum += sound.residentBytes;
+        EXPECT_EQ(sound.voices, 1u);
+        EXPECT_EQ(voice.queuedSounds, i == 0 ? 2u : 1u);
+        EXPECT_EQ(voice.aheadFrames, 1324u);
+        EXPECT_GT(voice.mixSeconds, 0.0f);
+        const uint64_t unpaged = i == 0 ? simpleBytes : i == 1 ? imaBytes : 0;
+        // What the one voice holds, and what the loader has yet to drop behind it.
+        EXPECT_GE(sound.residentBytes, unpaged + voice.heldBytes);
+        EXPECT_LE(sound.residentBytes, unpaged + voice.heldBytes + 2 * 4096);
+        EXPECT_EQ(voice.heldBytes > 0, i > 0);
+    }
+    EXPECT_EQ(all.soundBytes, sum);
+    EXPECT_EQ(GetMixCosts(voice_kind_t::simple).seconds[1][1][0], GetStatistics(voices[0]).mixSeconds);
+    EXPECT_EQ(GetMixCosts(voice_kind_t::simple).seconds[0][1][0], 0.0f) << "unmeasured";
+
+    for (const VoiceHandle_t voice : voices) EXPECT_OK(voice.Free());
+    AudioSystem::LoadStreams();
+    for (uint32_t i = 0; i < 4; ++i)
+        EXPECT_EQ(GetStatistics(sounds[i]).residentBytes, i == 0 ? simpleBytes : i == 1 ? imaBytes : 0);
+
+    Play(44100);  // a second without a tick
+    const engine_statistics_t late = GetStatistics();
+    EXPECT_GT(late.underruns, 0u);
+    EXPECT_GT(late.underrunFrames, 10000u);
+    EXPECT_LT(late.underrunFrames, 44100u);
+}
+
+}  // namespace
