@@ -107,9 +107,10 @@ numbers_t ReadNumbers(const frames_t& frames) {
 }
 
 // What somebody was late with, or nothing.
-std::string TroubleOf(const RealHost_t& host, double mostFrameSeconds) {
+std::string TroubleOf(const RealHost_t& host, double mostFrameSeconds, double mostTickSeconds = 1) {
     const OutputStatus_t status = OutputSelection_t::GetStatus();
-    if (host.longestFrame > mostFrameSeconds) return "the host was late";
+    if (host.longestFrame > mostFrameSeconds || host.longestTick > mostTickSeconds)
+        return "the host was late";
     if (status.underruns + status.losses + status.jumps > 0) return "the output was late";
     return "";
 }
@@ -207,11 +208,18 @@ class RealOutputEquality_t : public RealOutput_t {
     // Multiples of 4 frames: no tick's stretch ends one frame before the sound does.
     static constexpr uint32_t soundFrames[] = {30'000, 44'100, 60'000, 132'000};
 
+    // A host that is held up between looking at the device and being done with a start loses the first
+    // moments of it: on a busy machine they had better be silent.
+    static uint32_t QuietFrames() { return IsLong() ? 0 : 1323; }
+
     static std::vector<Sound_t*> MakeSounds() {
         std::vector<Sound_t*> sounds;
         for (const uint32_t frames : soundFrames) {
             std::mt19937 random(frames);
-            const auto noise = [&](uint32_t, int) { return static_cast<int>(random() % 4001) - 2000; };
+            const auto noise = [&](uint32_t frame, int) {
+                const int sample = static_cast<int>(random() % 4001) - 2000;
+                return frame < QuietFrames() ? 0 : sample;
+            };
             sounds.push_back(MakeSound("noise-" + std::to_string(frames), frames, {.isStereo = true}, noise));
         }
         return sounds;
@@ -302,7 +310,7 @@ TEST_F(RealOutputEquality_t, WhatIsRecordedIsWhatIsRendered) {
         const real_scene_t scene = PlayReal(host, IsLong() ? 10 : 3);
         SleepMs(300);
         recorder.Stop();
-        const std::string trouble = TroubleOf(host, 0.1);
+        const std::string trouble = TroubleOf(host, 0.1, 0.025);
         const frames_t recorded = recorder.Frames(), rendered = Render(scene);
         const size_t from = FirstSound(recorded), wantFrom = FirstSound(rendered);
         size_t end = rendered.size();

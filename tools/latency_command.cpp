@@ -1,6 +1,7 @@
 // latency_command.cpp - ringmix latency: how soon after Play a voice reaches the output.
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <memory>
@@ -35,8 +36,8 @@ constexpr char footer[] =
 
 constexpr int clicks = 10;
 constexpr uint32_t clickFrames = 441, soundFrames = 22050;
-constexpr int framesBetween = 24;  // of the host: 0.4 s
-constexpr int16_t loud = 16000, audible = 4000;
+constexpr int framesBetween = 24;                // of the host: 0.4 s
+constexpr int16_t loud = 16000, audible = 1000;  // the server's volume may be low
 constexpr double listenSeconds = 1.0;
 
 using clock_t = std::chrono::steady_clock;
@@ -92,14 +93,20 @@ void PlayClick(LiveEngine_t& engine, Sound_t* sound, platform::MonitorSource_t* 
     Voice_t* voice = sound->CreateCompatibleVoice(0);
     std::thread listener;
     std::optional<double> heardMs;
+    std::atomic<bool> isListening{monitor != nullptr};
     if (monitor) monitor->Drop();
     const auto start = clock_t::now();
-    if (monitor) listener = std::thread([&] { heardMs = ListenMs(*monitor, start); });
+    if (monitor) {
+        listener = std::thread([&] {
+            heardMs = ListenMs(*monitor, start);
+            isListening = false;
+        });
+    }
     voice->Play();
     engine.Tick();
     const double tickMs = MsSince(start);
     times.takenMs.push_back(std::max(tickMs + FramesUntilTaken(*voice) / 44.1, 0.0));
-    for (int frame = 0; frame < framesBetween && !Interrupted(); ++frame) {
+    for (int frame = 0; (frame < framesBetween || isListening) && !Interrupted(); ++frame) {
         engine.WaitForFrame();
         engine.Tick();
     }

@@ -16,6 +16,7 @@
 #include "platform/output_backends.h"
 #include "platform/output_status.h"
 #include "sounds/sound.h"
+#include "streaming/base_stream.h"
 #include "tools/commands.h"
 #include "tools/interrupt.h"
 #include "tools/keyboard.h"
@@ -102,13 +103,15 @@ class Player_t {
         voice->isLooping = isLooping;
         voice->SetFrequency(arguments.frequency);
         voice->SetVolume(volume.left, volume.right);
+        AudioSystem::LoadStreams();  // what a stream begins with; the loader reads on from there
         voice->Play();
         title = Printable(entry.title);
         length = voice->totalLength;
         rate = outputRate / std::max(entry.sound->rateDivisor, 1u);
         bool goesOn = true;
         while (goesOn && voice->isPlaying) goesOn = RunFrame();
-        const uint64_t end = engine.OutputFrames() + AudioSystem::mixHorizon / 2;
+        // What is mixed has to be sent, and what is sent to be played.
+        const uint64_t end = engine.OutputFrames() + (AudioSystem::mixHorizon + AudioSystem::outputLimit) / 2;
         while (goesOn && engine.OutputFrames() < end) goesOn = RunFrame();
         delete std::exchange(voice, nullptr);
         return goesOn;
