@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a task needs and that are missing; says nothing and takes no time if none is.
-#   scripts/install-deps.sh [release|debug|asan|tsan|clang|fuzz|check|demo]
+#   scripts/install-deps.sh [release|debug|asan|tsan|clang|fuzz|check|demo|bench]
 set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config libgtest-dev libbenchmark-dev libcli11-dev libtomlplusplus-dev
@@ -10,6 +10,7 @@ case ${1:-release} in
   clang | asan | fuzz) packages+=(clang libclang-rt-dev) ;;
   check) packages+=(clang-format git) ;;
   demo) packages+=(sound-theme-freedesktop) ;;
+  bench) packages+=(libsdl2-mixer-dev libopenal-dev libavcodec-dev) ;;
   release | debug | tsan) ;;
   *)
     echo "install-deps.sh: unknown task $1" >&2

@@ -26,6 +26,9 @@ const mix_case_t mixCases[] = {
     {"shared", true, true, 1, 1.0f, 1.0f, 1.0f, true},
 };
 
+// What the engine survives at its default rate from the device's buffer alone.
+constexpr double defaultStallMs = 138.0;
+
 class Report_t {
   public:
     explicit Report_t(bool isJson_) : isJson(isJson_) {}
@@ -60,11 +63,7 @@ class Report_t {
     bool isJson, hasFailed = false;
 };
 
-void CompareMixers(Report_t& report, bool isSmoke) {
-    mixers_t mixers;
-    AddRingmix(mixers);
-    AddSdlMixer(mixers);
-    AddOpenAl(mixers);
+void CompareMixers(Report_t& report, const mixers_t& mixers, bool isSmoke) {
     const budget_t budget = isSmoke ? budget_t{1, 2} : budget_t{9, 60};
     const std::vector<unsigned> counts =
         isSmoke ? std::vector<unsigned>{1, 16} : std::vector<unsigned>{1, 16, 64, 256};
@@ -148,10 +147,16 @@ void ReportTicks(Report_t& report, bool isSmoke) {
     }
 }
 
-void ReportStarts(Report_t& report, bool isSmoke) {
+void ReportStarts(Report_t& report, const mixers_t& mixers, bool isSmoke) {
     report.Text("\nstarts, in milliseconds\n%-12s %-8s %9s %7s %8s %8s %8s %8s\n", "contestant", "device",
                 "host rate", "voices", "queued", "heard", "its tick", "stall");
-    for (const start_result_t& start : MeasureStarts(isSmoke)) {
+    std::vector<start_result_t> starts = MeasureStarts(isSmoke);
+    for (const auto& mixer : mixers) {
+        const double heardMs = mixer->RunStart(defaultStallMs);
+        if (heardMs >= 0)
+            starts.push_back({mixer->name, "", 0, 1, defaultStallMs, heardMs, -1.0, defaultStallMs});
+    }
+    for (const start_result_t& start : starts) {
         if (!report.Check(start.heardMs, start.contestant + " on the " + start.device + " device, a start"))
             continue;
         const std::string tick = start.tickMs < 0 ? "" : std::to_string(start.tickMs).substr(0, 6);
@@ -193,10 +198,14 @@ int main(int argc, char** argv) {
         }
     }
     Report_t report(isJson);
-    CompareMixers(report, isSmoke);
+    mixers_t mixers;
+    AddRingmix(mixers);
+    AddSdlMixer(mixers);
+    AddOpenAl(mixers);
+    CompareMixers(report, mixers, isSmoke);
     ReportAdpcm(report, isSmoke);
     ReportTicks(report, isSmoke);
-    ReportStarts(report, isSmoke);
+    ReportStarts(report, mixers, isSmoke);
     ReportMemory(report);
     return report.HasFailed() ? 1 : 0;
 }

@@ -28,6 +28,9 @@ class Mixer_t {
     virtual bool Takes(const mix_case_t& mixCase) const = 0;
     // Nanoseconds a voice and output frame, over one slice. Negative: it made no sound or did not start.
     virtual double RunSlice(const mix_case_t& mixCase, unsigned voices, uint32_t ticks) = 0;
+    // Milliseconds from the call that starts a voice until it is heard, behind so much queued audio that a
+    // stall of `stallMs` leaves no gap. Negative: it does not take part.
+    virtual double RunStart(double /*stallMs*/) { return -1.0; }
 
     const std::string name;
 };

@@ -24,8 +24,9 @@ Sound_t* LoadNoise(const mix_case_t& mixCase, unsigned seed) {
     header.is16Bit = mixCase.is16Bit;
     std::string image = FormatSoundHeader(header);
     const std::size_t samples = header.SampleBytes() / (mixCase.is16Bit ? 2 : 1);
+    const std::vector<int16_t>& noise = Noise(seed);
     for (std::size_t i = 0; i < samples; ++i) {
-        const int sample = Noise(seed)[i];
+        const int sample = noise[i];
         image += static_cast<char>(mixCase.is16Bit ? sample : sample / 256);
         if (mixCase.is16Bit) image += static_cast<char>(sample >> 8);
     }
@@ -55,6 +56,7 @@ class Ringmix_t final : public Mixer_t {
     double RunSlice(const mix_case_t& mixCase, unsigned voices, uint32_t ticks) override {
         platform::SelectOutput("manual");
         platform::ResetManualOutput();
+        const restore_t restore;
         if (!SelectKernels(set) || !AudioSystem::Initialize(nullptr, false, 4096, 32, 16384)) return -1.0;
         AudioSystem::SetWorstCaseFrameRate(30.0f);
         AddVoices(mixCase, voices);
@@ -72,6 +74,11 @@ class Ringmix_t final : public Mixer_t {
     }
 
   private:
+    struct restore_t {
+        const char* active = ActiveKernels().name;
+        ~restore_t() { (void)SelectKernels(active); }
+    };
+
     static constexpr uint32_t warmUpTicks = 8;
     static constexpr uint32_t tickFrames = framesPerTick + 1;  // a multiple of 4, as the device counts
 

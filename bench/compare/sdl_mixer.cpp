@@ -8,6 +8,7 @@
 #include <SDL.h>
 #include <SDL_mixer.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
@@ -35,6 +36,16 @@ void BehindMix(void* user, Uint8* bytes, int count) {
     ++slice.callbacks;
 }
 
+struct first_sound_t {
+    std::atomic<double> atNs{0.0};
+};
+
+void NoteFirstSound(void* user, Uint8* bytes, int count) {
+    auto& first = *static_cast<first_sound_t*>(user);
+    if (first.atNs == 0.0 && std::any_of(bytes, bytes + count, [](Uint8 byte) { return byte != 0; }))
+        first.atNs = WallNs();
+}
+
 class SdlMixer_t final : public Mixer_t {
   public:
     SdlMixer_t() : Mixer_t("sdl_mixer") {
@@ -42,6 +53,8 @@ class SdlMixer_t final : public Mixer_t {
         setenv("SDL_DISKAUDIOFILE", "/dev/null", 1);
         setenv("SDL_DISKAUDIODELAY", "0", 1);
         SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
+        SDL_LogSetOutputFunction([](void*, int, SDL_LogPriority, const char*) {},
+                                 nullptr);  // the driver warns
         isOpen = SDL_Init(SDL_INIT_AUDIO) == 0;
     }
     ~SdlMixer_t() override { SDL_Quit(); }
@@ -72,6 +85,38 @@ class SdlMixer_t final : public Mixer_t {
         for (Mix_Chunk* chunk : chunks) Mix_FreeChunk(chunk);
         Mix_CloseAudio();
         return slice.isHeard ? slice.spentNs / (static_cast<double>(ticks) * framesPerTick * voices) : -1.0;
+    }
+
+    // On the dummy driver, which keeps real time. What a call-back mixes is heard when the buffer before it
+    // has played.
+    double RunStart(double stallMs) override {
+        const int bufferFrames = static_cast<int>(stallMs * 44.1);
+        SDL_AudioQuit();
+        double heardMs = -1.0;
+        if (SDL_AudioInit("dummy") == 0 && Mix_OpenAudio(44100, AUDIO_S16SYS, 2, bufferFrames) == 0) {
+            auto* bytes = reinterpret_cast<Uint8*>(const_cast<int16_t*>(Noise(0).data()));
+            Mix_Chunk* chunk = Mix_QuickLoad_RAW(bytes, soundFrames * 4);
+            std::vector<double> starts;
+            for (int round = 0; round < 5; ++round) {
+                // Each time at another place between two call-backs.
+                std::this_thread::sleep_for(
+                    std::chrono::milliseconds(2 * static_cast<int>(stallMs) + 29 * round));
+                first_sound_t first;
+                Mix_SetPostMix(NoteFirstSound, &first);
+                const double start = WallNs();
+                Mix_PlayChannel(0, chunk, 0);
+                while (first.atNs == 0.0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+                Mix_HaltChannel(0);
+                Mix_SetPostMix(nullptr, nullptr);
+                starts.push_back((first.atNs - start) * 1e-6 + bufferFrames / 44.1);
+            }
+            heardMs = Median(starts);
+            Mix_FreeChunk(chunk);
+            Mix_CloseAudio();
+        }
+        SDL_AudioQuit();
+        isOpen = SDL_AudioInit("disk") == 0;
+        return heardMs;
     }
 
   private:
