@@ -15,7 +15,7 @@ CompressedVoice_t::~CompressedVoice_t() {
 
 // Frames behind the advance that the kernel reads are decoded with this pass and carried over to the next.
 bool CompressedVoice_t::PrepareFrame(uint32_t frames) {
-    const uint32_t decodedEnd = window.end;
+    const uint32_t decodedEnd = window.DecodedEnd(position);
     const uint32_t end = std::max(PassEnd(frames), decodedEnd);
     return compressedSound->MoveWindow(window, position, end, decodedEnd, decoderState);
 }
@@ -30,7 +30,7 @@ void CompressedVoice_t::SetSound(Sound_t* sound, uint32_t newBase) {
 
 void CompressedVoice_t::SetPos(uint32_t target) {
     Voice_t::SetPos(target);
-    if (totalLength != 0) (void)compressedSound->ResetWindow(window, position);
+    if (totalLength != 0) compressedSound->ResetWindow(window, position);
 }
 
 bool CompressedVoice_t::IsCompatibleSound(Sound_t* sound) { return sound->IsASortOf("CompressedSound"); }

@@ -17,6 +17,12 @@
 
 struct frame_window_t {
     uint32_t start = 0, end = 0;
+
+    // Where decoding goes on for a voice at `position`: behind what the window has of it, or right there if
+    // the window, for lack of a page, was left elsewhere.
+    uint32_t DecodedEnd(uint32_t position) const {
+        return position >= start && position <= end ? end : position;
+    }
 };
 
 class DecodedPages_t {
@@ -30,6 +36,8 @@ class DecodedPages_t {
     // False: a commit failed, then the window stays as it was; or a decommit did, then it has moved all the
     // same.
     bool Move(frame_window_t& window, uint32_t start, uint32_t end);
+    // Makes the window an empty one at newPos; at 0, where it holds nothing, if there is no page for it.
+    void Reset(frame_window_t& window, uint32_t newPos);
     // Gives back all that the window holds, and leaves it empty at frame 0.
     bool Drop(frame_window_t& window);
 

@@ -6,10 +6,12 @@
 
 namespace platform {
 
-void Event_t::Create() {
+// Needs nothing here that could be lacking.
+bool Event_t::Create() {
     const std::lock_guard lock(mutex);
     isOpen = true;
     isSet = false;
+    return true;
 }
 
 void Event_t::Close() {

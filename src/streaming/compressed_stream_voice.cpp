@@ -52,7 +52,7 @@ bool CompressedStreamVoice_t::HoldUpTo(uint32_t end) {
 }
 
 bool CompressedStreamVoice_t::PrepareFrame(uint32_t frames) {
-    const uint32_t decodedEnd = window.end;
+    const uint32_t decodedEnd = window.DecodedEnd(position);
     const uint32_t end = std::max(PassEnd(frames), decodedEnd);
     if (!HoldUpTo(end)) return false;
     if (PageWatch_t* watch = streamSound->filePages.watch) watch->OnUse(decodedEnd, end);
@@ -74,7 +74,7 @@ void CompressedStreamVoice_t::SetPos(uint32_t target) {
     Voice_t::SetPos(target);
     isMoving = false;
     (void)HoldUpTo(position);
-    (void)streamSound->ResetDecoded(window, position);
+    streamSound->ResetDecoded(window, position);
 }
 
 bool CompressedStreamVoice_t::IsCompatibleSound(Sound_t* sound) {
