@@ -34,7 +34,8 @@ void CheckEngine(const std::string& path, const uint8_t* data, std::size_t size)
     const std::string saved = fuzz::Scratch_t::At("saved.archive");
     again.Save(saved.c_str());
     fromFile.Load(saved.c_str(), "archive");
-    FUZZ_REQUIRE(fromFile.count == again.count && Saved(fromFile, most) == Saved(again, most));
+    // Sounds of one bucket change their order with each load.
+    FUZZ_REQUIRE(fromFile.count == again.count && Saved(fromFile, most) == image);
 }
 
 void CheckProgram(const std::string& path) {

@@ -82,12 +82,26 @@ void CheckCursors() {
     FUZZ_REQUIRE(device->writePosition < bufferBytes);
 }
 
-// Whether any of a page's memory is there.
-bool IsResident(uint8_t* page, uint64_t bytes) {
-    std::vector<unsigned char> states(bytes / platform::SystemPageBytes());
-    FUZZ_REQUIRE(mincore(page, bytes, states.data()) == 0);
-    return std::any_of(states.begin(), states.end(), [](unsigned char state) { return state & 1; });
-}
+bool isMemoryChecked = true;
+
+// Which pages of a range are in memory: asked once, as most calls change none.
+class Residency_t {
+  public:
+    Residency_t(uint8_t* base, uint64_t pageCount, uint64_t pageBytes)
+        : systemPages(pageBytes / platform::SystemPageBytes()), states(pageCount * systemPages) {
+        if (isMemoryChecked && pageCount > 0)
+            FUZZ_REQUIRE(mincore(base, pageCount * pageBytes, states.data()) == 0);
+    }
+    bool Holds(uint64_t page) const {
+        const auto first = states.begin() + static_cast<std::ptrdiff_t>(page * systemPages);
+        return std::any_of(first, first + static_cast<std::ptrdiff_t>(systemPages),
+                           [](unsigned char state) { return state & 1; });
+    }
+
+  private:
+    uint64_t systemPages;
+    std::vector<unsigned char> states;
+};
 
 using counts_t = std::vector<uint32_t>;  // holds by page
 
@@ -139,6 +153,7 @@ const counts_t* FindCounts(const std::map<Key, counts_t>& all, Key key) {
 
 void CheckFilePages(const FilePages_t& pages, const expected_holds_t& holds) {
     const counts_t* counts = FindCounts(holds.files, &pages);
+    const Residency_t resident(pages.base, pages.pageCount, pages.pageBytes);
     uint64_t committed = 0;
     for (uint64_t page = 0; page < pages.pageCount; ++page) {
         const uint32_t count = pages.pageRefCounts[page], flags = pages.pageFlags[page];
@@ -146,8 +161,7 @@ void CheckFilePages(const FilePages_t& pages, const expected_holds_t& holds) {
         FUZZ_REQUIRE(count > 0 ? flags <= FilePages_t::loadRequested
                                : flags == 0 || (flags & FilePages_t::freeRequested));
         committed += count > 0 || flags != 0;
-        if (count == 0 && flags == 0)
-            FUZZ_REQUIRE(!IsResident(pages.base + page * pages.pageBytes, pages.pageBytes));
+        if (count == 0 && flags == 0) FUZZ_REQUIRE(!resident.Holds(page));
     }
     FUZZ_REQUIRE(committed == pages.committedPages && committed <= pages.mostCommittedPages);
 }
@@ -156,9 +170,10 @@ void CheckDecodedPages(uint8_t* base, const int32_t* refCounts, uint64_t bytes, 
                        const expected_holds_t& holds) {
     if (!base) return;
     const counts_t* counts = FindCounts(holds.decoded, const_cast<const uint8_t*>(base));
+    const Residency_t resident(base, bytes / pageBytes + 1, pageBytes);
     for (uint64_t page = 0; page < bytes / pageBytes + 1; ++page) {
         FUZZ_REQUIRE(refCounts[page] == static_cast<int32_t>(expected_holds_t::At(counts, page)));
-        if (refCounts[page] == 0) FUZZ_REQUIRE(!IsResident(base + page * pageBytes, pageBytes));
+        if (refCounts[page] == 0) FUZZ_REQUIRE(!resident.Holds(page));
     }
 }
 
@@ -167,16 +182,16 @@ void CheckRawStream(const RawStreamSound_t& raw) {
     FUZZ_REQUIRE(raw.releasedPages <= raw.committedPages);
     FUZZ_REQUIRE(uint64_t{raw.bytesFed} <= uint64_t{raw.frameCount} * raw.bytesPerFrame);
     if (raw.committedPages > 0) FUZZ_REQUIRE((raw.bytesFed - 1) / page < raw.committedPages);
-    if (raw.releasedPages > 0) FUZZ_REQUIRE(!IsResident(raw.samples, raw.releasedPages * page));
+    const Residency_t released(raw.samples, raw.releasedPages, page);
+    for (uint64_t gone = 0; gone < raw.releasedPages; ++gone) FUZZ_REQUIRE(!released.Holds(gone));
 }
 
 template <typename Action>
 void ForEachSound(Action act) {
     String_t key;
-    void *archive = nullptr, *sound = nullptr;
+    void* sound = nullptr;
     for (void* position = soundTable.StartPosition(); position;) {
-        soundTable.GetNext(position, key, archive);
-        const auto& sounds = *static_cast<Archive_t*>(archive);
+        const auto& sounds = *static_cast<Archive_t*>(soundTable.NextValue(position));
         for (void* at = sounds.StartPosition(); at;) {
             sounds.GetNext(at, key, sound);
             act(*static_cast<Sound_t*>(sound), key);
@@ -204,8 +219,9 @@ void CheckPages() {
 
 }  // namespace
 
-void RequireInvariants() {
+void RequireInvariants(bool withMemory) {
     if (!initialized) return;
+    isMemoryChecked = withMemory;
     CheckVoices();
     CheckCursors();
     CheckPages();

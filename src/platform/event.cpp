@@ -11,10 +11,12 @@ constexpr std::chrono::microseconds mostAwake{50};  // most threads have woken a
 const unsigned processors = std::thread::hardware_concurrency();
 }  // namespace
 
-void Event_t::Create() {
+// Needs nothing here that could be lacking.
+bool Event_t::Create() {
     const std::lock_guard lock(mutex);
     isOpen = true;
     isSet = false;
+    return true;
 }
 
 void Event_t::Close() {

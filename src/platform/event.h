@@ -15,7 +15,7 @@ constexpr uint32_t waitForever = 0xFFFFFFFFu;
 // one does nothing, and Close wakes whoever waits. Thread: any.
 class Event_t {
   public:
-    void Create();  // open and clear
+    bool Create();  // open and clear; false, and still closed, if there is none to be had
     void Close();
     void Set();
     // waitSignalled, waitTimedOut, or waitFailed if the event is closed.

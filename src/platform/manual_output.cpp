@@ -135,8 +135,7 @@ class ManualDevice_t final : public IDirectSound {
         if (isPrimary != (description->lpwfxFormat == nullptr)) return DSERR_INVALIDPARAM;
         const uint32_t bytes = isPrimary ? settings.primaryBufferBytes : description->dwBufferBytes;
         if (bytes == 0) return DSERR_INVALIDPARAM;
-        *buffer = new (std::nothrow) ManualBuffer_t(bytes);
-        return *buffer ? outputOk : DSERR_GENERIC;
+        return MakeSoftwareBuffer<ManualBuffer_t>(bytes, buffer);
     }
 
   private:

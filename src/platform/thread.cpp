@@ -9,9 +9,10 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
+#include <exception>
+#include <memory>
 #include <mutex>
 #include <new>
-#include <system_error>
 #include <thread>
 
 #include "platform/debug_output.h"
@@ -50,20 +51,19 @@ class Thread_t {
 Thread_t* StartThread(void (*body)(void*), void* argument) {
     ManualClock_t* clock = CurrentManualClock();
     if (clock && clock->refuseThread) return nullptr;
-    auto* started = new (std::nothrow) Thread_t;
+    std::unique_ptr<Thread_t> started(new (std::nothrow) Thread_t);
     if (!started) return nullptr;
     started->body = body;
     started->argument = argument;
     started->clock = clock;
-    if (clock) started->task = clock->AddThread();
     try {
-        started->thread = std::thread(&Thread_t::Run, started);
-    } catch (const std::system_error&) {
-        if (clock) clock->RemoveThread(started->task);
-        delete started;
+        if (clock) started->task = clock->AddThread();
+        started->thread = std::thread(&Thread_t::Run, started.get());
+    } catch (const std::exception&) {  // no thread, or no memory for one
+        if (started->task) clock->RemoveThread(started->task);
         return nullptr;
     }
-    return started;
+    return started.release();
 }
 
 bool JoinThread(Thread_t* thread, uint32_t timeoutMs) {
