@@ -7,7 +7,7 @@ packages=(cmake ninja-build g++ pkg-config libgtest-dev libbenchmark-dev libcli1
   nlohmann-json3-dev libsndfile1-dev libsamplerate0-dev)
 case ${1:-release} in
   clang | asan) packages+=(clang libclang-rt-dev) ;;
-  check) packages+=(clang-format git) ;;
+  check) packages+=(clang-format git man-db dpkg-dev) ;;
   demo) packages+=(sound-theme-freedesktop) ;;
   release | debug | tsan) ;;
   *)
