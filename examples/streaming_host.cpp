@@ -4,108 +4,74 @@
 //
 // Both streams are .ssn files (or both .iss), of whatever formats. BACKEND is one of OutputSelection_t's;
 // without it the default one opens, or else "null", which plays in real time and is heard by nobody.
-//
-// Hosts have <ringmix/...> only, and all but one line here needs no more. The exported classes have no call
-// that puts a second sound into a voice's queue: for QueueSound this example includes the engine's own
-// voice.h and sound.h, and links the static library.
 #include <ringmix/audio_wrapper.h>
-#include <ringmix/base_wrapper.h>
+#include <ringmix/host.h>
 #include <ringmix/output_selection.h>
-#include <ringmix/sound_wrapper.h>
-#include <ringmix/voice_wrapper.h>
 
-#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 #include <thread>
-
-#include "sounds/sound.h"
-#include "voices/voice.h"
 
 namespace {
 
 constexpr unsigned framesPerSecond = 60;  // of the host
 constexpr unsigned outputFrames = 44100 / framesPerSecond;
-constexpr unsigned streamPageBytes = 4096, streamPagesAhead = 32;  // 0.74 s of 16-bit stereo at 44,100 Hz
+
+// Tells why something failed, if it did.
+bool Check(const ringmix::result_t& result) {
+    if (!result) std::fprintf(stderr, "streaming_host: %s\n", result.text);
+    return static_cast<bool>(result);
+}
 
 bool Start(const char* backend) {
-    if (backend && !OutputSelection_t::SelectBackend(backend)) return false;
-    AudioWrapper_t::Initialize(nullptr, false, streamPageBytes, streamPagesAhead, 16384);
-    if (!AudioWrapper_t::IsInitialized() && !backend) {  // a machine without a sound output
-        OutputSelection_t::SelectBackend("null");
-        AudioWrapper_t::Initialize(nullptr, false, streamPageBytes, streamPagesAhead, 16384);
-    }
-    return AudioWrapper_t::IsInitialized();
+    ringmix::start_options_t options;
+    options.backend = backend;
+    options.streamPageBytes = 4096;
+    options.streamPagesAhead = 32;  // 0.74 s of 16-bit stereo at 44,100 Hz
+    options.worstCaseFramesPerSecond = framesPerSecond / 2;
+    if (!backend && ringmix::Start(options)) return true;
+    if (!backend) options.backend = "null";  // a machine without a sound output
+    return Check(ringmix::Start(options));
 }
 
-using sound_t = std::unique_ptr<SoundWrapper_t>;  // a handle: the engine owns the sound
-
-// Loads fail without a word: ask for the sound, then whether it is only the one that stands in.
-sound_t Load(const char* path, const char* name) {
-    SoundWrapper_t::LoadSound(path, nullptr);
-    sound_t sound(SoundWrapper_t::GetSound(name, nullptr));
-    if (sound->IsDefault()) std::fprintf(stderr, "%s holds no sound named %s\n", path, name);
-    return sound;
+bool Load(const char* path, const char* name, ringmix::SoundHandle_t& sound) {
+    return Check(ringmix::SoundHandle_t::Load(path, nullptr, sound)) &&
+           Check(ringmix::SoundHandle_t::Find(name, nullptr, sound));
 }
-
-// The one thread that reads stream files. It waits with a limit, since nothing else tells it to end.
-class Loader_t {
-  public:
-    ~Loader_t() {
-        isOver = true;
-        thread.join();
-    }
-
-  private:
-    void Run() {
-        while (!isOver) {
-            if (BaseWrapper_t::WaitForStreamLoad(20) == 0) BaseWrapper_t::LoadStreams();
-        }
-    }
-
-    std::atomic<bool> isOver{false};
-    std::thread thread{&Loader_t::Run, this};  // the last member: it uses the others
-};
 
 // False if the sounds cannot be played.
 bool PlayMusicAndEffects(char** files, unsigned seconds) {
-    const sound_t first = Load(files[0], files[1]), second = Load(files[2], files[3]);
-    const sound_t effect = Load(files[4], files[5]);
-    if (first->IsDefault() || second->IsDefault() || effect->IsDefault()) return false;
+    ringmix::SoundHandle_t first, second, effect;
+    if (!Load(files[0], files[1], first) || !Load(files[2], files[3], second) ||
+        !Load(files[4], files[5], effect))
+        return false;
 
     // A voice asks for its first pages when it is made, and for those of a sound that is queued.
-    Voice_t* const queue = AudioSystem::GetSound(files[1], nullptr)->CreateCompatibleVoice(0);
-    Sound_t* const next = AudioSystem::GetSound(files[3], nullptr);
-    if (!queue->IsCompatibleSound(next)) {
-        std::fprintf(stderr, "%s and %s do not play in one voice\n", files[0], files[2]);
-        return false;
-    }
-    queue->QueueSound(next);
-    VoiceWrapper_t music;
-    music.SetVoicePointer(queue);
+    ringmix::VoiceHandle_t music, shot;
+    if (!Check(first.MakeVoice(music)) || !Check(music.Queue(second))) return false;
     music.SetVolume(0.6f, 0.6f);
     music.SetLooping(true);
-    BaseWrapper_t::LoadStreams();  // so that the first note is there when it is due
+    first.ReadRequested();  // so that the first note is there when it is due
     music.Play();
 
-    const std::unique_ptr<VoiceWrapper_t> shot(effect->CreateCompatibleVoice(0));
-    const Loader_t loader;  // ends before the engine does, on every way out of here
+    ringmix::Loader_t loader;  // ends before the engine does, on every way out of here
+    if (!Check(loader.Start())) return false;
     auto due = std::chrono::steady_clock::now();
     for (unsigned frame = 0; frame < seconds * framesPerSecond; ++frame) {
         if (frame % (framesPerSecond / 2) == 0) {
-            shot->Reset();
-            shot->SetVolume(frame % framesPerSecond ? 1.0f : 0.3f, frame % framesPerSecond ? 0.3f : 1.0f);
-            shot->Play();
+            ringmix::voice_options_t side;
+            side.leftVolume = frame % framesPerSecond ? 1.0f : 0.3f;
+            side.rightVolume = frame % framesPerSecond ? 0.3f : 1.0f;
+            if (!Check(effect.PlayOnce(shot, side))) return false;
         }
         AudioWrapper_t::MixVoices();
         OutputSelection_t::PlayManual(nullptr, outputFrames);  // does nothing but on "manual"
-        if (frame % framesPerSecond == 0) std::printf("music at frame %u\n", music.GetPos());
+        if (frame % framesPerSecond == 0) std::printf("music at frame %u\n", music.GetPosition());
         due += std::chrono::microseconds(1'000'000 / framesPerSecond);
         std::this_thread::sleep_until(due);  // stands in for the rest of the host's frame
     }
-    std::printf("music at frame %u\n", music.GetPos());
+    std::printf("music at frame %u\n", music.GetPosition());
     return true;
 }
 
@@ -119,12 +85,8 @@ int main(int argc, char** argv) {
         return 2;
     }
     const unsigned seconds = argc > 7 ? static_cast<unsigned>(std::strtoul(argv[7], nullptr, 10)) : 10;
-    if (!Start(argc > 8 ? argv[8] : nullptr)) {
-        std::fprintf(stderr, "no sound output\n");
-        return 1;
-    }
-    AudioWrapper_t::SetWorstCaseFrameRate(framesPerSecond / 2);
+    if (!Start(argc > 8 ? argv[8] : nullptr)) return 1;
     const bool hasPlayed = PlayMusicAndEffects(argv + 1, seconds);
-    AudioWrapper_t::DeInitialize();  // frees voices and sounds
+    ringmix::Stop();  // frees voices and sounds
     return hasPlayed ? 0 : 1;
 }

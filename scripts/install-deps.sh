@@ -8,7 +8,7 @@ packages=(cmake ninja-build g++ pkg-config libgtest-dev libbenchmark-dev libcli1
   pulseaudio-utils)
 case ${1:-release} in
   clang | asan | fuzz) packages+=(clang libclang-rt-dev) ;;
-  check) packages+=(clang-format git) ;;
+  check) packages+=(clang-format git man-db dpkg-dev) ;;
   demo) packages+=(sound-theme-freedesktop) ;;
   bench) packages+=(libsdl2-mixer-dev libopenal-dev libavcodec-dev) ;;
   release | debug | tsan) ;;

@@ -131,7 +131,12 @@ class RINGMIX_EXPORT SoundHandle_t {
     // Frees every voice that has it in its queue, then the sound.
     result_t Free() const;
 
-    friend bool operator==(const SoundHandle_t&, const SoundHandle_t&) = default;
+    friend bool operator==(const SoundHandle_t& one, const SoundHandle_t& other) {
+        return one.id == other.id;
+    }
+    friend bool operator!=(const SoundHandle_t& one, const SoundHandle_t& other) {
+        return one.id != other.id;
+    }
 };
 
 // ---- Archives: named sets of sounds, and their files
@@ -215,7 +220,12 @@ class RINGMIX_EXPORT VoiceHandle_t {
     // Also while it plays. What is mixed ahead of it is still heard.
     result_t Free() const;
 
-    friend bool operator==(const VoiceHandle_t&, const VoiceHandle_t&) = default;
+    friend bool operator==(const VoiceHandle_t& one, const VoiceHandle_t& other) {
+        return one.id == other.id;
+    }
+    friend bool operator!=(const VoiceHandle_t& one, const VoiceHandle_t& other) {
+        return one.id != other.id;
+    }
 };
 
 // ---- News: what became of voices, a list to be polled once a frame
@@ -298,7 +308,12 @@ class RINGMIX_EXPORT RawStreamHandle_t {
     VoiceHandle_t GetVoice() const;  // refers to nothing before the first Play that has data
     result_t Free() const;
 
-    friend bool operator==(const RawStreamHandle_t&, const RawStreamHandle_t&) = default;
+    friend bool operator==(const RawStreamHandle_t& one, const RawStreamHandle_t& other) {
+        return one.id == other.id;
+    }
+    friend bool operator!=(const RawStreamHandle_t& one, const RawStreamHandle_t& other) {
+        return one.id != other.id;
+    }
 };
 
 // ---- Statistics. Taken at the moment, by walking what is there: for a display, not for an inner loop.
@@ -328,7 +343,7 @@ struct sound_statistics_t {
 };
 
 struct voice_statistics_t {
-    uint64_t heldBytes = 0;     // of pages that this voice holds; others may hold the same
+    uint64_t heldBytes = 0;     // of pages that it holds; twice if it wants one twice, others may too
     uint32_t aheadFrames = 0;   // mixed ahead of the latest tick's output; 0 unless it plays
     uint32_t queuedSounds = 0;  // the current one included
     float mixSeconds = 0.0f;    // worst measured cost an output frame of its kind; 0: unmeasured
