@@ -164,7 +164,7 @@ class RealOutput_t : public EngineFixture_t {
             ASSERT_TRUE(recorder.Start());
             Voice_t* voice = MakeNumbers(60)->CreateCompatibleVoice(0);
             RealHost_t host;
-            host.Run(0.1);
+            host.Run(0.5);  // by then it is no longer late
             host.longestFrame = 0;
             voice->Play();
             run(host);
@@ -275,10 +275,12 @@ class RealOutputEquality_t : public RealOutput_t {
         host.Tick();
         auto step = steps.begin();
         for (const uint64_t base : bases) {
-            if (base < host.base) continue;
-            const frames_t played = Play(static_cast<uint32_t>(base - host.base));
-            heard.insert(heard.end(), played.begin(), played.end());
-            host.Tick();
+            while (host.base < base) {  // no later than a host in time
+                const frames_t played =
+                    Play(static_cast<uint32_t>(std::min<uint64_t>(base - host.base, 1000)));
+                heard.insert(heard.end(), played.begin(), played.end());
+                host.Tick();
+            }
             EXPECT_EQ(host.base, base);
             for (; step != steps.end() && step->base <= base; ++step) {
                 Voice_t*& voice = voices[step->voice];
@@ -307,6 +309,8 @@ TEST_F(RealOutputEquality_t, WhatIsRecordedIsWhatIsRendered) {
         Recorder_t recorder;
         ASSERT_TRUE(recorder.Start());
         RealHost_t host;
+        host.Run(0.5);  // by then it is no longer late
+        host.longestFrame = host.longestTick = 0;
         const real_scene_t scene = PlayReal(host, IsLong() ? 10 : 3);
         SleepMs(300);
         recorder.Stop();
@@ -462,7 +466,7 @@ TEST_F(RealOutput_t, SurvivesTheLossOfTheServer) {
         const double cpuBefore = CpuSeconds();
         SleepMs(isFreeze ? 800 : 400);
         const double seconds = SecondsSince(start);
-        EXPECT_GT(static_cast<double>(host.base - before), seconds * 0.5 * 44100) << "time stands still";
+        EXPECT_GT(static_cast<double>(host.base - before), seconds * 0.25 * 44100) << "time stands still";
         EXPECT_LT(CpuSeconds() - cpuBefore, seconds * 0.7 + 0.1) << "a busy loop";
         if (isFreeze) {
             server.Thaw();

@@ -104,6 +104,7 @@ class Player_t {
         voice->SetFrequency(arguments.frequency);
         voice->SetVolume(volume.left, volume.right);
         AudioSystem::LoadStreams();  // what a stream begins with; the loader reads on from there
+        engine.Tick();               // a host that was busy until now is late: a start would be, too
         voice->Play();
         title = Printable(entry.title);
         length = voice->totalLength;
@@ -167,8 +168,14 @@ class Player_t {
         voice->SetVolume(volume.left, volume.right);
     }
 
-    // Of the sound, where the mix stands.
-    double Position() const { return static_cast<double>(voice->queueBase) + voice->position; }
+    // Of the sound, in its frames: what is heard, not how far it has been mixed.
+    double Position() const {
+        using namespace AudioSystem;
+        const uint32_t mixedAhead = (voice->ringPosition + ringLength - ringBase) % ringLength;
+        const double framesAhead = (mixedAhead + outputLimit) / 2.0;
+        const double mixed = static_cast<double>(voice->queueBase) + voice->position;
+        return std::max(mixed - framesAhead * voice->step / 1024, 0.0);
+    }
 
     void ShowLine() {
         if (!showsLine) return;

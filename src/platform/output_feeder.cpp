@@ -79,53 +79,51 @@ int64_t OutputFeeder_t::Step(int64_t nowNs) {
 }
 
 int64_t OutputFeeder_t::Feed(int64_t nowNs) {
-    long queued = pcm.QueuedFrames();
+    const long queued = pcm.QueuedFrames();
     if (queued < 0) return Recover(nowNs, static_cast<int>(queued));
     if (isFed && queued == 0) {
         NoteUnderrun();
         BeginEmpty(nowNs);
     }
-    const uint64_t consumed = handedFrames - std::min<uint64_t>(handedFrames, static_cast<uint64_t>(queued));
-    if (consumed > consumedFrames) {
-        const int64_t restNs = nowNs - progressNs;
-        if (consumedFrames > 0 && restNs > LeadNs()) GrowLead("moves unevenly");
-        consumedFrames = consumed;
-        progressNs = nowNs;
-        recoveries = 0;
-    } else if (nowNs - progressNs > stallNs) {
-        return Lose(nowNs, "it does not move");
-    }
+    NoteProgress(nowNs, static_cast<uint64_t>(queued));
+    if (nowNs - progressNs > stallNs) return Lose(nowNs, "it does not move");
 
-    uint32_t frames = CollectInto(staging.data(), nowNs);
-    const uint32_t lead = status.leadFrames;
-    if (!isFed && queued + frames < lead) {  // silence first, up to the lead
-        const uint32_t silent = lead - frames - static_cast<uint32_t>(queued);
-        std::memmove(staging.data() + std::size_t{silent} * outputFrameBytes, staging.data(),
-                     std::size_t{frames} * outputFrameBytes);
-        std::memset(staging.data(), 0, std::size_t{silent} * outputFrameBytes);
-        frames += silent;
-    }
+    const uint32_t frames = CollectUpToLead(nowNs, static_cast<uint32_t>(queued));
     if (frames > 0) {
         const long taken = pcm.Write(staging.data(), frames);
         if (taken < 0 && taken != -EAGAIN) return Recover(nowNs, static_cast<int>(taken));
-        handedFrames += static_cast<uint64_t>(std::max(taken, 0l));
-        isFed = true;
         if (taken < static_cast<long>(frames)) return Restart(nowNs);  // it is full
+        handedFrames += frames;
+        isFed = true;
     }
-    queued += frames;
-    if (queued <= static_cast<long>(lead + overfullFrames)) {
-        notOverfullNs = nowNs;
-    } else if (nowNs - notOverfullNs > overfullNs) {
-        return Restart(nowNs);
-    }
-    const long delay = pcm.DelayFrames();
-    Steer(nowNs, static_cast<double>(queued) - lead, static_cast<uint32_t>(std::max(delay, queued)));
+    const long excess = queued + static_cast<long>(frames) - static_cast<long>(status.leadFrames);
+    if (excess <= static_cast<long>(overfullFrames)) notOverfullNs = nowNs;
+    if (nowNs - notOverfullNs > overfullNs) return Restart(nowNs);
+    Steer(nowNs, static_cast<double>(excess), static_cast<uint32_t>(std::max(pcm.DelayFrames(), 0l)));
     return StepNs();
 }
 
-uint32_t OutputFeeder_t::CollectInto(uint8_t* out, int64_t nowNs) {
-    const std::lock_guard lock(heard.mutex);
-    return heard.ring ? heard.ring->Collect(nowNs, out, status.leadFrames) : 0;
+void OutputFeeder_t::NoteProgress(int64_t nowNs, uint64_t queuedFrames) {
+    const uint64_t consumed = handedFrames - std::min(handedFrames, queuedFrames);
+    if (consumed <= consumedFrames) return;
+    if (consumedFrames > 0 && nowNs - progressNs > LeadNs()) GrowLead("moves unevenly");
+    consumedFrames = consumed;
+    progressNs = nowNs;
+    recoveries = 0;
+}
+
+// What is due; for a device that was empty with silence before it, up to the lead.
+uint32_t OutputFeeder_t::CollectUpToLead(int64_t nowNs, uint32_t queuedFrames) {
+    uint32_t frames = 0;
+    {
+        const std::lock_guard lock(heard.mutex);
+        if (heard.ring) frames = heard.ring->Collect(nowNs, staging.data(), status.leadFrames);
+    }
+    if (isFed || queuedFrames + frames >= status.leadFrames) return frames;
+    const std::size_t silentBytes = std::size_t{status.leadFrames - queuedFrames - frames} * outputFrameBytes;
+    std::memmove(staging.data() + silentBytes, staging.data(), std::size_t{frames} * outputFrameBytes);
+    std::memset(staging.data(), 0, silentBytes);
+    return status.leadFrames - queuedFrames;
 }
 
 void OutputFeeder_t::Steer(int64_t nowNs, double excessFrames, uint32_t latencyFrames) {

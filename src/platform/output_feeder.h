@@ -50,7 +50,8 @@ class OutputFeeder_t {
     int64_t Recover(int64_t nowNs, int error);
     int64_t Restart(int64_t nowNs);
     int64_t Lose(int64_t nowNs, const char* reason);
-    uint32_t CollectInto(uint8_t* out, int64_t nowNs);
+    void NoteProgress(int64_t nowNs, uint64_t queuedFrames);
+    uint32_t CollectUpToLead(int64_t nowNs, uint32_t queuedFrames);
     void Steer(int64_t nowNs, double excessFrames, uint32_t latencyFrames);
     void GrowLead(const char* reason);
     void NoteUnderrun();
