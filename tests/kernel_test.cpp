@@ -235,7 +235,7 @@ TEST(Kernels, EverySetMixesTapsAsTheReference) {
     EXPECT_GT(updates, 1000000u);
 }
 
-TEST(Kernels, EverySetConvertsAsTheReference) {
+TEST(Kernels, EverySetConvertsAndCollectsAsTheReference) {
     random_t random(5);
     for (uint32_t count = 0; count < 900; count += 2) {
         entries_t entries(count);
@@ -250,6 +250,10 @@ TEST(Kernels, EverySetConvertsAsTheReference) {
             std::vector<uint8_t> got(wanted.size(), 0x5A);
             set->convert(entries.data(), count, got.data());
             ASSERT_EQ(got, wanted) << set->name << " count " << count;
+            const uint64_t bias = random();
+            ASSERT_EQ(set->collect(entries.data(), count, bias),
+                      referenceKernels.collect(entries.data(), count, bias))
+                << set->name << " count " << count;
         }
     }
 }

@@ -132,7 +132,7 @@ void MixVoices() {
         ringRewind = 2 * rewind;
     }
     wakeEvent.Set();
-    (void)passDoneEvent.WaitAwake(passWaitMs);
+    (void)passDoneEvent.Wait(passWaitMs);
     uint32_t output;
     {
         const platform::CriticalSectionLock_t lock(ringLock);

@@ -17,7 +17,6 @@ using AudioSystem::ringEntries, AudioSystem::ringLoads, AudioSystem::ringLoadBlo
 
 constexpr uint32_t fullScale = 256;  // gain, in 1/256 steps
 constexpr uint32_t slotHolds = 16 * fullScale;
-constexpr double fieldBase = 9223372036854775808.0;  // 2^63: an entry plus this has its slots at fixed bits
 constexpr double untouched = std::numeric_limits<double>::quiet_NaN();
 
 // One entry in 1/256 sample steps, both slots with their bias of 0x80000: what the packed value holds.
@@ -45,17 +44,14 @@ struct stretch_t {
 };
 
 // Whether both slots of every entry stand inside so many full scales, a power of two. Their fields are moved
-// so that the bits that such a sum leaves clear are the same for all, and collected.
+// so that the bits that such a sum leaves clear are the same for all.
 template <uint32_t fullScales>
 bool IsInside(uint32_t block) {
     constexpr uint64_t most = fullScales * 0x8000, bias = 0x80000 - most;
     constexpr uint64_t outside = (0xFFFFF & ~(2 * most - 1)) << 32 | (0xFFFFFF & ~(2 * most - 1));
     const uint32_t first = block * ringLoadBlockUnits / 2;
     const uint32_t end = std::min(first + ringLoadBlockUnits / 2, AudioSystem::ringLength / 2);
-    uint64_t seen = 0;
-    for (uint32_t e = first; e < end; ++e)
-        seen |= std::bit_cast<uint64_t>(ringEntries[e] + fieldBase) - (bias << 32 | bias);
-    return (seen & outside) == 0;
+    return (ActiveKernels().collect(ringEntries + first, end - first, bias << 32 | bias) & outside) == 0;
 }
 
 // The gain that what the block holds is worth. Most mixes are nowhere near the range that their voices could

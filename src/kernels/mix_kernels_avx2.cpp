@@ -259,6 +259,12 @@ void AddFrames(double* entries, uint32_t ringAt, uint32_t count, frames_t frames
                 AddSamples(at, windows.TakeSamples(frames), update);
         }
     }
+    if constexpr (!frames_t::canStep) {  // two at a time: the loop itself costs as much as a group
+        for (; count >= 2 * groupFrames; count -= 2 * groupFrames, at += 2 * groupFrames) {
+            AddGroup<format, 1>(at, frames.TakeGroup(), update);
+            AddGroup<format, 1>(at + groupFrames, frames.TakeGroup(), update);
+        }
+    }
     for (; count >= groupFrames; count -= groupFrames, at += groupFrames)
         AddGroup<format, 1>(at, frames.TakeGroup(), update);
     if (count >= 2) {
@@ -275,8 +281,16 @@ template <class format, unsigned divisor>
 void AddRepeated(double* at, const uint8_t* source, uint32_t sourceFrames) noexcept {
     constexpr unsigned blockFrames = groupFrames / divisor;
     constexpr unsigned blockBytes = blockFrames * format::frameBytes;
-    for (; sourceFrames >= blockFrames; sourceFrames -= blockFrames, source += blockBytes, at += groupFrames)
+    const auto addGroup = [&]() noexcept {
         AddGroup<format, divisor>(at, LoadBlock<blockBytes>(source), plain_t{});
+        source += blockBytes;
+        at += groupFrames;
+    };
+    for (; sourceFrames >= 2 * blockFrames; sourceFrames -= 2 * blockFrames) {
+        addGroup();
+        addGroup();
+    }
+    for (; sourceFrames >= blockFrames; sourceFrames -= blockFrames) addGroup();
     if (sourceFrames != 0) AddPair<format>(at, source, source, plain_t{});
 }
 
@@ -328,6 +342,21 @@ RINGMIX_NO_TSAN void Convert(const double* entries, uint32_t entryCount, uint8_t
     }
 }
 
+uint64_t Collect(const double* entries, uint32_t entryCount, uint64_t bias) noexcept {
+    const __m256d fieldBase = _mm256_set1_pd(0x1p63);
+    const __m256i biases = _mm256_set1_epi64x(static_cast<long long>(bias));
+    const auto fields = [=](__m256d values) noexcept {
+        return _mm256_sub_epi64(_mm256_castpd_si256(_mm256_add_pd(values, fieldBase)), biases);
+    };
+    __m256i seen = _mm256_setzero_si256();
+    for (; entryCount >= 4; entryCount -= 4, entries += 4)
+        seen = _mm256_or_si256(seen, fields(_mm256_loadu_pd(entries)));
+    for (; entryCount != 0; --entryCount, ++entries)
+        seen = _mm256_or_si256(seen, fields(_mm256_broadcast_sd(entries)));
+    const __m128i half = _mm_or_si128(_mm256_castsi256_si128(seen), _mm256_extracti128_si256(seen, 1));
+    return static_cast<uint64_t>(_mm_cvtsi128_si64(_mm_or_si128(half, _mm_unpackhi_epi64(half, half))));
+}
+
 bool IsSupported() noexcept { return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"); }
 
 using mono8_t = format_t<1, 1>;
@@ -345,6 +374,7 @@ constinit const kernel_set_t avx2Kernels = {
     {{MixTapsAvx2<1, 1>, MixTapsAvx2<1, 2>, MixTapsAvx2<1, 4>},
      {MixTapsAvx2<2, 1>, MixTapsAvx2<2, 2>, MixTapsAvx2<2, 4>}},
     Convert,
+    Collect,
 };
 
 #endif

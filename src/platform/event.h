@@ -1,7 +1,6 @@
 // event.h - an auto-reset event: one Set lets one Wait through.
 #pragma once
 
-#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
@@ -20,9 +19,6 @@ class Event_t {
     void Set();
     // waitSignalled, waitTimedOut, or waitFailed if the event is closed.
     [[nodiscard]] uint32_t Wait(uint32_t timeoutMs);
-    // The same for what comes within microseconds: it looks for that long before it sleeps, as going to sleep
-    // and waking up would take longer.
-    [[nodiscard]] uint32_t WaitAwake(uint32_t timeoutMs);
 
   private:
     friend class ManualClock_t;
@@ -31,7 +27,7 @@ class Event_t {
     std::mutex mutex;
     std::condition_variable changed;
     bool isOpen = false;
-    std::atomic<bool> isSet{false};  // changes under the mutex
+    bool isSet = false;
 };
 
 }  // namespace platform
