@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a task needs and that are missing; says nothing and takes no time if none is.
-#   scripts/install-deps.sh [release|debug|asan|tsan|clang|fuzz|check|demo]
+#   scripts/install-deps.sh [release|debug|asan|tsan|clang|fuzz|aarch64|check|demo]
 set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config libgtest-dev libbenchmark-dev libcli11-dev libtomlplusplus-dev
   nlohmann-json3-dev libsndfile1-dev libsamplerate0-dev)
 case ${1:-release} in
   clang | asan | fuzz) packages+=(clang libclang-rt-dev) ;;
+  aarch64) packages+=(g++-aarch64-linux-gnu qemu-user) ;;
   check) packages+=(clang-format git) ;;
   demo) packages+=(sound-theme-freedesktop) ;;
   release | debug | tsan) ;;
