@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a task needs and that are missing; says nothing and takes no time if none is.
-#   scripts/install-deps.sh [release|debug|asan|tsan|clang|fuzz|check|demo|bench]
+#   scripts/install-deps.sh [release|debug|asan|tsan|clang|fuzz|aarch64|check|demo|bench]
 set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config libgtest-dev libbenchmark-dev libcli11-dev libtomlplusplus-dev
@@ -8,6 +8,7 @@ packages=(cmake ninja-build g++ pkg-config libgtest-dev libbenchmark-dev libcli1
   pulseaudio-utils)
 case ${1:-release} in
   clang | asan | fuzz) packages+=(clang libclang-rt-dev) ;;
+  aarch64) packages+=(g++-aarch64-linux-gnu qemu-user) ;;
   check) packages+=(clang-format git man-db dpkg-dev) ;;
   demo) packages+=(sound-theme-freedesktop) ;;
   bench) packages+=(libsdl2-mixer-dev libopenal-dev libavcodec-dev) ;;

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# The long forms of what the ordinary run does briefly: every preset, and the soaks at full length.
+# The long forms of what the ordinary run does briefly: every preset, the soaks at full length, the fuzzer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -9,3 +9,5 @@ for preset in release debug clang asan tsan; do
   scripts/test.sh "$preset"
 done
 scripts/demo.sh
+scripts/same-bits.sh all
+scripts/fuzz.sh 1200
