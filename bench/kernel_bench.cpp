@@ -90,9 +90,50 @@ void Register(const kernel_case_t& kernel) {
     benchmark::RegisterBenchmark(name.c_str(), RunKernel, kernel);
 }
 
+// Four taps a channel in one walk, beside four gain kernels in turn over as many stereo sources.
+void RunTaps(benchmark::State& state, const kernel_set_t* set, bool is16Bit, uint32_t step) {
+    const sources_t sources(is16Bit);
+    entries_t entries;
+    taps_t taps{};
+    taps.step = step;
+    for (unsigned i = 0; i < 8; ++i) {
+        taps.sources[i] = sources.noise.data() + 16 * i;
+        taps.k[i] = i % 4 < 2 ? 64 : -64;  // so that the entries stay in their slots
+    }
+    for ([[maybe_unused]] auto _ : state) {
+        set->taps[is16Bit][2](entries.data(), 0, 735, taps);
+        benchmark::ClobberMemory();
+    }
+    state.counters["per_frame"] =
+        benchmark::Counter(735, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
+void RunGainsInTurn(benchmark::State& state, const kernel_set_t* set, bool is16Bit, uint32_t step) {
+    const sources_t sources(is16Bit);
+    entries_t entries;
+    const int32_t gain = is16Bit ? 64 << 8 : 64 << 16;
+    for ([[maybe_unused]] auto _ : state) {
+        for (const int32_t each : {gain, -gain, gain, -gain})
+            set->gain[KernelIndex(is16Bit, true)](entries.data(), 0, sources.noise.data(), 735, each, each,
+                                                  step, 0);
+        benchmark::ClobberMemory();
+    }
+    state.counters["per_frame"] =
+        benchmark::Counter(735, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
 [[maybe_unused]] const bool isRegistered = [] {
     for (const kernel_set_t* set : AllKernelSets()) {
         if (!set->isSupported()) continue;
+        for (const uint32_t step : {1024u, 1331u}) {
+            for (const bool is16Bit : {true, false}) {
+                const std::string name = std::string(is16Bit ? "16" : "8") + "/step:" + std::to_string(step);
+                const std::string taps = std::string("taps/") + set->name + "/MixTapsFour" + name;
+                const std::string gains = std::string("taps/") + set->name + "/FourGains" + name;
+                benchmark::RegisterBenchmark(taps.c_str(), RunTaps, set, is16Bit, step);
+                benchmark::RegisterBenchmark(gains.c_str(), RunGainsInTurn, set, is16Bit, step);
+            }
+        }
         for (unsigned format = 0; format < 4; ++format) {
             const bool is16Bit = (format & 2) == 0, isStereo = (format & 1) == 0;
             for (uint32_t frames : {64u, 735u, 1024u}) {

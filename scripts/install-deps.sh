@@ -1,14 +1,16 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a task needs and that are missing; says nothing and takes no time if none is.
-#   scripts/install-deps.sh [release|debug|asan|tsan|clang|check|demo]
+#   scripts/install-deps.sh [release|debug|asan|tsan|clang|fuzz|check|demo|bench]
 set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config libgtest-dev libbenchmark-dev libcli11-dev libtomlplusplus-dev
-  nlohmann-json3-dev libsndfile1-dev libsamplerate0-dev)
+  nlohmann-json3-dev libsndfile1-dev libsamplerate0-dev libmd-dev libasound2-dev libasound2-plugins pulseaudio
+  pulseaudio-utils)
 case ${1:-release} in
-  clang | asan) packages+=(clang libclang-rt-dev) ;;
+  clang | asan | fuzz) packages+=(clang libclang-rt-dev) ;;
   check) packages+=(clang-format git man-db dpkg-dev) ;;
   demo) packages+=(sound-theme-freedesktop) ;;
+  bench) packages+=(libsdl2-mixer-dev libopenal-dev libavcodec-dev) ;;
   release | debug | tsan) ;;
   *)
     echo "install-deps.sh: unknown task $1" >&2

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <bit>
 #include <cfloat>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -168,6 +169,89 @@ TEST(Kernels, EverySetEqualsTheReference) {
         }
     }
     EXPECT_GT(updates, 3000000u);
+}
+
+// Taps on heap blocks of exactly the frames that a call may read.
+struct taps_call_t {
+    bool is16Bit;
+    unsigned kernel;  // one, two, four taps a channel
+    uint32_t firstFrame, count;
+    taps_t taps{};
+    std::vector<source_t> sources;
+
+    explicit taps_call_t(random_t& random)
+        : is16Bit(random() % 2 != 0), kernel(Below(random, 3)), firstFrame(Below(random, 16)) {
+        count =
+            random() % 4 == 0 ? Below(random, 1500) : Pick(random, {0u, 1u, 2u, 15u, 16u, 17u, 33u, 735u});
+        taps.step = Pick(random, {1024u, 1024u, 512u, 1331u, 2389u, 2390u, Below(random, 9000)});
+        for (uint32_t& start : taps.starts) start = Below(random, 4096);
+        // Gains of which the sum of four fits a slot, or of any size at all.
+        const int32_t most = random() % 8 == 0 ? 40000 : 128;
+        for (unsigned i = 0; i < 2u << kernel; ++i) {
+            taps.k[i] = static_cast<int32_t>(Below(random, 2 * most + 1)) - most;
+            call_t one{{true, is16Bit, false}, firstFrame, count};
+            one.step = taps.step;
+            one.fraction = taps.starts[i % 2];
+            sources.push_back(RandomSource(random, one));
+            taps.sources[i] = sources.back().bytes;
+        }
+    }
+
+    void Mix(const kernel_set_t& set, double* entries) const {
+        set.taps[is16Bit][kernel](entries, firstFrame * 2, count, taps);
+    }
+};
+
+TEST(Kernels, EverySetMixesTapsAsTheReference) {
+    constexpr uint64_t seed = 20240612;
+    random_t random(seed);
+    const auto sets = SupportedSets();
+    uint64_t updates = 0;
+    for (int round = 0; round < 5000; ++round) {
+        const taps_call_t call(random);
+        const size_t guards = 8;
+        entries_t before(2 * (call.firstFrame / 2 + call.count / 2 + 2) + 2 * guards);
+        // Lifted, so that no sum of two calls leaves its slot downwards.
+        for (double& entry : before) entry = RandomEntry(random) + 0x1p60;
+        entries_t wanted = before;
+        for (int i = 0; i < 2; ++i) call.Mix(referenceKernels, wanted.data() + guards);
+        // Beyond the slots sets may differ: gains of any size are only asked not to read or write elsewhere.
+        const bool isComparable =
+            std::all_of(call.taps.k, call.taps.k + 8, [](int32_t k) { return std::abs(k) <= 128; });
+        for (size_t i = 0; i < wanted.size(); ++i) updates += wanted[i] != before[i];
+        for (const kernel_set_t* set : sets) {
+            entries_t got = before;
+            for (int i = 0; i < 2; ++i) call.Mix(*set, got.data() + guards);
+            for (size_t i = 0; i < before.size(); ++i) {
+                if (!isComparable && wanted[i] != before[i]) got[i] = wanted[i];
+            }
+            ASSERT_TRUE(SameBits(got, wanted))
+                << set->name << (call.is16Bit ? " 16 bits, " : " 8 bits, ") << (1 << call.kernel)
+                << " taps, count " << call.count << " offset " << call.firstFrame << " step "
+                << call.taps.step << " starts " << call.taps.starts[0] << " " << call.taps.starts[1]
+                << ", seed " << seed << " round " << round << ", guards " << guards;
+        }
+    }
+    EXPECT_GT(updates, 1000000u);
+}
+
+TEST(Kernels, EverySetConvertsAsTheReference) {
+    random_t random(5);
+    for (uint32_t count = 0; count < 900; count += 2) {
+        entries_t entries(count);
+        for (double& entry : entries) {
+            entry = random() % 4 != 0 ? silence + static_cast<double>(Below(random, 60000)) * 0x1p43 +
+                                            static_cast<double>(Below(random, 60000)) * 0x1p9
+                                      : RandomEntry(random);
+        }
+        std::vector<uint8_t> wanted(4 * size_t{count} + 8, 0x5A);
+        referenceKernels.convert(entries.data(), count, wanted.data());
+        for (const kernel_set_t* set : SupportedSets()) {
+            std::vector<uint8_t> got(wanted.size(), 0x5A);
+            set->convert(entries.data(), count, got.data());
+            ASSERT_EQ(got, wanted) << set->name << " count " << count;
+        }
+    }
 }
 
 #if LDBL_MANT_DIG == 64
@@ -365,6 +449,50 @@ TEST(Kernels, NamedKernelsMixIntoTheRing) {
         EXPECT_NE(wanted[4], silence);
     }
     AudioSystem::ringEntries = ring;
+}
+
+// The named multi-source kernels against gain kernels, where those can do the same.
+TEST(Kernels, NamedTapKernelsTakeTheirArguments) {
+    std::vector<uint8_t> source(200);
+    for (size_t i = 0; i < source.size(); ++i) source[i] = static_cast<uint8_t>(57 * i + 11);
+    const uint8_t* s = source.data();
+    entries_t ring(32, silence);
+    double* const realRing = AudioSystem::ringEntries;
+    AudioSystem::ringEntries = ring.data();
+    const auto take = [&] {
+        entries_t mixed(32, silence);
+        mixed.swap(ring);
+        AudioSystem::ringEntries = ring.data();
+        return mixed;
+    };
+    MixGainMono16(6, s, 7, 0x8000, 0x4000, 1331, 700);
+    const entries_t gain16 = take();
+    MixTapsOne16(6, s, s, 7, 700, 700, 1331, 1.0f, 1.0f, 0x8000, 0x4000);
+    EXPECT_TRUE(SameBits(take(), gain16));
+    MixTapsTwo16(6, s, s, s + 9, s + 5, 7, 700, 700, 1331, 0.5f, 1.0f, 0.0f, 0.0f, 0x10000, 0x4000);
+    EXPECT_TRUE(SameBits(take(), gain16)) << "a tap of gain 0 has no effect";
+    MixTapsFour16(6, s, s, s, s, s, s, s, s, 7, 700, 700, 1331, 0.25f, 0.5f, 0.125f, 0.5f, 0.375f, -1.0f,
+                  0.25f, 1.0f, 0x8000, 0x4000);
+    EXPECT_TRUE(SameBits(take(), gain16)) << "shares of one gain";
+    MixGainMono8(2, s, 7, 0x800000, 0, 1024, 0);
+    MixGainMono8(2, s + 3, 7, 0, 0x400000, 1024, 0);
+    const entries_t gain8 = take();
+    MixTapsOne8(2, s, s, 7, 0, 3072, 1024, 1.0f, 1.0f, 0x800000, 0x400000);
+    EXPECT_TRUE(SameBits(take(), gain8)) << "right runs ahead";
+    MixTapsTwo8(2, s, s + 3, s, s + 3, 7, 0, 0, 1024, 0.75f, 0.5f, 0.25f, 0.5f, 0x800000, 0x400000);
+    EXPECT_TRUE(SameBits(take(), gain8));
+    MixTapsFour8(2, s, s + 3, s, s + 3, s, s + 3, s, s + 3, 7, 0, 0, 1024, 0.25f, 0.25f, 0.25f, 0.25f, 0.25f,
+                 0.25f, 0.25f, 0.25f, 0x800000, 0x400000);
+    EXPECT_TRUE(SameBits(take(), gain8));
+    // The product lies 2^-24 below 12319 << 16, which no double tells from it; a gain that is no number is 0.
+    const uint8_t quiet[] = {0x81, 0x7F};
+    MixGainMono8(0, quiet, 2, 12318 << 16, 0, 1024, 0);
+    const entries_t below = take();
+    MixTapsOne8(0, quiet, quiet, 2, 0, 0, 1024, 16774581 * 0x1p-24f, NAN, 807464803, 0x1000000);
+    EXPECT_TRUE(SameBits(take(), below));
+    MixTapsOne8(0, quiet, quiet, 2, 0, 0, 1024, -16774581 * 0x1p-24f, 0.0f, -807464803, 0x1000000);
+    EXPECT_TRUE(SameBits(take(), below));
+    AudioSystem::ringEntries = realRing;
 }
 
 }  // namespace

@@ -45,20 +45,22 @@ INSTANTIATE_TEST_SUITE_P(Clock, Events_t, testing::Values("null", "manual"),
                          [](const auto& which) { return std::string(which.param); });
 
 TEST_P(Events_t, Answer) {
-    Event_t event;
-    EXPECT_EQ(event.Wait(0), 0xFFFFFFFFu) << "never opened";
-    event.Set();
-    event.Create();
-    EXPECT_EQ(event.Wait(0), 258u) << "set before it was open";
-    event.Set();
-    event.Set();
-    EXPECT_EQ(event.Wait(platform::waitForever), 0u);
-    EXPECT_EQ(event.Wait(1), 258u) << "one wait takes all that was set";
-    event.Set();
-    event.Close();
-    EXPECT_EQ(event.Wait(1000), 0xFFFFFFFFu);
-    event.Create();
-    EXPECT_EQ(event.Wait(0), 258u) << "opened again: clear";
+    for (const auto wait : {&Event_t::Wait, &Event_t::WaitAwake}) {
+        Event_t event;
+        EXPECT_EQ((event.*wait)(0), 0xFFFFFFFFu) << "never opened";
+        event.Set();
+        event.Create();
+        EXPECT_EQ((event.*wait)(0), 258u) << "set before it was open";
+        event.Set();
+        event.Set();
+        EXPECT_EQ((event.*wait)(platform::waitForever), 0u);
+        EXPECT_EQ((event.*wait)(1), 258u) << "one wait takes all that was set";
+        event.Set();
+        event.Close();
+        EXPECT_EQ((event.*wait)(1000), 0xFFFFFFFFu);
+        event.Create();
+        EXPECT_EQ((event.*wait)(0), 258u) << "opened again: clear";
+    }
 }
 
 TEST_P(Events_t, CloseAndSetEndTheWaitOfAnotherThread) {

@@ -26,6 +26,7 @@ TEST_F(Program, HelpVersionAndWrongUsage) {
         {{"info", "--version"}, 0, "ringmix 0.", ""},
         {{"render", "--version"}, 0, "ringmix 0.", ""},
         {{"export", "--version"}, 0, "ringmix 0.", ""},
+        {{"play", "--help"}, 0, "--frequency", ""},
         {{"archive", "list", "--version"}, 0, "ringmix 0.", ""},
         {{"archive", "--help"}, 0, "extract", ""},
         {{"archive", "extract", "--help"}, 0, "--to", ""},

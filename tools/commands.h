@@ -21,6 +21,11 @@ command_t AddExportCommand(CLI::App& app);
 command_t AddInfoCommand(CLI::App& app);
 command_t AddArchiveCommand(CLI::App& app);
 command_t AddRenderCommand(CLI::App& app);
+command_t AddVerifyCommand(CLI::App& app);
+command_t AddPlayCommand(CLI::App& app);
+command_t AddDevicesCommand(CLI::App& app);
+command_t AddVolumeCommand(CLI::App& app);
+command_t AddLatencyCommand(CLI::App& app);
 
 // The subcommands of `archive`.
 command_t AddArchiveCreateCommand(CLI::App& app);

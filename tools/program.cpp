@@ -40,12 +40,14 @@ int StatusOf(const outcome_t& outcome) {
 }
 
 int RunProgram(int argumentCount, char** arguments) {
-    CLI::App app("Imports, inspects, archives and renders sounds of the ringmix audio engine", "ringmix");
+    CLI::App app("Imports, inspects, archives, renders and plays sounds of the ringmix audio engine",
+                 "ringmix");
     AddVersionFlag(app);
     app.require_subcommand(0, 1);
     app.footer(footer);
     const Subcommands_t subcommands(
-        app, {AddImportCommand, AddExportCommand, AddInfoCommand, AddArchiveCommand, AddRenderCommand});
+        app, {AddImportCommand, AddExportCommand, AddInfoCommand, AddArchiveCommand, AddRenderCommand,
+              AddVerifyCommand, AddPlayCommand, AddDevicesCommand, AddVolumeCommand, AddLatencyCommand});
     try {
         app.parse(argumentCount, arguments);
     } catch (const CLI::ParseError& error) {

@@ -13,7 +13,6 @@
 #include "tools/output_file.h"
 #include "tools/progress.h"
 #include "tools/scene_player.h"
-#include "tools/scene_schedule.h"
 #include "tools/scene_sounds.h"
 #include "tools/wave_header.h"
 
@@ -85,10 +84,8 @@ outcome_t RenderInto(WaveTarget_t& target, const scene_t& scene, SceneSounds_t& 
 
 outcome_t Render(const arguments_t& arguments) {
     scene_t scene;
-    if (outcome_t read = ReadScene(arguments.scene, scene); !read) return read;
     SceneSounds_t sounds(scene);
-    if (outcome_t resolved = sounds.Resolve(); !resolved) return resolved;
-    if (outcome_t valid = CheckEvents(scene, sounds.Names()); !valid) return valid;
+    if (outcome_t prepared = PrepareScene(arguments.scene, scene, sounds); !prepared) return prepared;
     WaveTarget_t target(arguments.output);
     if (outcome_t opened = target.Open(); !opened) return opened;
     if (outcome_t imported = sounds.Import(); !imported) return imported;

@@ -70,6 +70,13 @@ struct scene_event_t {
     setting_t<action_t> action;
 };
 
+// A stretch of time, from `at` up to `at` + `seconds`.
+struct scene_span_t {
+    double at = 0.0, seconds = 0.0;
+
+    bool Holds(double second) const { return second >= at && second - at < seconds; }
+};
+
 struct scene_t {
     std::filesystem::path path;
     double frameRate = 60.0;  // host frames a second: finite, above 0, at most maxFrameRate
@@ -79,7 +86,9 @@ struct scene_t {
     bool isEmulated = false;
     uint32_t streamPageBytes = 4096, streamPagesAhead = 32, decodedPageBytes = 16384;
     loader_mode_t loaderMode = loader_mode_t::eachFrame;
-    uint32_t loaderDelayFrames = 0;  // host frames; 0 unless the mode is delayed
+    uint32_t loaderDelayFrames = 0;          // host frames; 0 unless the mode is delayed
+    std::vector<scene_span_t> stalls;        // the host does nothing
+    std::vector<scene_span_t> deviceLosses;  // the device's buffer is lost and cannot be restored
     std::vector<scene_sound_t> sounds;
     std::vector<scene_archive_t> archives;
     std::vector<scene_event_t> events;

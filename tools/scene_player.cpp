@@ -137,17 +137,43 @@ class Voices_t {
     std::map<std::string, named_voice_t> byName;
 };
 
-// Hands over what the device plays, and cuts it at the scene's end.
+// The scene's bad days: whether the host stands still in a host frame, and when the device is gone.
+class BadDays_t {
+  public:
+    explicit BadDays_t(const scene_t& ownerScene) : scene(ownerScene) {}
+
+    bool IsStalled(double second) const { return IsIn(scene.stalls, second); }
+
+    // Loses the device's buffer at the start of a loss; until its end it cannot be restored.
+    void Apply(double second) {
+        const bool isGone = IsIn(scene.deviceLosses, second);
+        if (isGone && !wasGone) platform::LoseManualBuffer();
+        platform::ManualSettings().refuseRestore = wasGone = isGone;
+    }
+
+  private:
+    static bool IsIn(const std::vector<scene_span_t>& spans, double second) {
+        return std::any_of(spans.begin(), spans.end(),
+                           [second](const scene_span_t& span) { return span.Holds(second); });
+    }
+
+    const scene_t& scene;
+    bool wasGone = false;
+};
+
+// Hands over what the device plays, and cuts it at the scene's end. A device that is gone is heard as
+// silence.
 class Tape_t {
   public:
     Tape_t(const scene_t& scene, const played_sink_t& playedSink)
-        : sink(playedSink), framesLeft(scene.outputFrames) {}
+        : sink(playedSink), framesLeft(scene.outputFrames), canBeLost(!scene.deviceLosses.empty()) {}
 
     bool Play(uint32_t frames) {
         while (frames > 0) {
             const uint32_t step = std::min(frames, longestStep);
             played.clear();
             platform::PlayManualOutput(step, played);
+            if (canBeLost) played.resize(size_t{step} * bytesPerFrame);
             const auto taken = std::min(static_cast<uint32_t>(played.size() / bytesPerFrame), framesLeft);
             if (!sink(played.data(), size_t{taken} * bytesPerFrame)) return false;
             framesLeft -= taken;
@@ -161,10 +187,17 @@ class Tape_t {
   private:
     const played_sink_t& sink;
     uint32_t framesLeft;
+    bool canBeLost;
     std::vector<uint8_t> played;
 };
 
 }  // namespace
+
+outcome_t PrepareScene(const std::filesystem::path& path, scene_t& scene, SceneSounds_t& sounds) {
+    if (outcome_t read = ReadScene(path, scene); !read) return read;
+    if (outcome_t resolved = sounds.Resolve(); !resolved) return resolved;
+    return CheckEvents(scene, sounds.Names());
+}
 
 outcome_t PlayScene(const scene_t& scene, SceneSounds_t& sounds, const played_sink_t& sink,
                     std::vector<stream_statistics_t>* streams) {
@@ -180,14 +213,19 @@ outcome_t PlayScene(const scene_t& scene, SceneSounds_t& sounds, const played_si
     auto next = schedule.begin();
     Voices_t voices(scene, sounds);
     Tape_t tape(scene, sink);
+    BadDays_t badDays(scene);
     uint32_t position = 0;
     for (uint64_t hostFrame = 0; position < scene.outputFrames; ++hostFrame) {
         if (Interrupted()) return InterruptedFailure(scene.path.string());
-        for (; next != schedule.end() && next->hostFrame <= hostFrame; ++next) {
-            if (outcome_t applied = voices.Apply(*next->event); !applied) return applied;
+        const double second = static_cast<double>(hostFrame) / scene.frameRate;
+        badDays.Apply(second);
+        if (!badDays.IsStalled(second)) {
+            for (; next != schedule.end() && next->hostFrame <= hostFrame; ++next) {
+                if (outcome_t applied = voices.Apply(*next->event); !applied) return applied;
+            }
+            loader.Pass();
+            AudioSystem::MixVoices();
         }
-        loader.Pass();
-        AudioSystem::MixVoices();
         const uint32_t end = FramesBefore(hostFrame + 1, scene.frameRate, scene.outputFrames);
         if (!tape.Play(end - position)) return Failure(scene.path.string(), "Its output cannot be written");
         position = end;

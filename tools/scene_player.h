@@ -15,6 +15,10 @@ class SceneSounds_t;
 // Takes bytes of 16-bit stereo as the device plays them; false ends the run.
 using played_sink_t = std::function<bool(const uint8_t* bytes, size_t count)>;
 
+// Reads and checks a scene and looks up its sounds: all that can be wrong before anything is imported.
+// `sounds` is one made for `scene`.
+outcome_t PrepareScene(const std::filesystem::path& path, scene_t& scene, SceneSounds_t& sounds);
+
 // Starts the engine on the manual device, loads the sounds, plays the scene and stops the engine. For host
 // frame k = 0, 1, 2, ...: the events that are due are applied, the tick runs, the device plays on to frame
 // floor((k + 1) x 44100 / frameRate). Streams are loaded between events and tick. Ends after

@@ -82,6 +82,22 @@ void ReadLoader(TomlTable_t table, uint32_t line, scene_t& scene) {
     table.Finish();
 }
 
+// One table, or a list of them.
+void ReadSpans(TomlTable_t& root, std::string_view key, const scene_t& scene, outcome_t& problem,
+               std::vector<scene_span_t>& spans) {
+    for (const toml::table* source : root.OneOrMoreTables(key)) {
+        TomlTable_t table(scene, *source, problem);
+        setting_t<double> at, seconds;
+        table.Require("at", at);
+        table.Require("seconds", seconds);
+        table.Finish();
+        if (!at || !seconds) continue;
+        if (!(at->value >= 0.0)) table.Fail(at->line, "at must not lie below 0");
+        if (!(seconds->value >= 0.0)) table.Fail(seconds->line, "seconds must not lie below 0");
+        spans.push_back({at->value, seconds->value});
+    }
+}
+
 void ReadTiming(TomlTable_t& table, scene_t& scene) {
     setting_t<double> frameRate, duration;
     table.Read("frame_rate", frameRate);
@@ -122,6 +138,8 @@ outcome_t ReadScene(const std::filesystem::path& path, scene_t& scene) {
     if (const toml::table* device = root.Table("device")) ReadDevice(nested(*device), scene);
     if (const toml::table* memory = root.Table("memory")) ReadMemory(nested(*memory), scene);
     if (const toml::table* loader = root.Table("loader")) ReadLoader(nested(*loader), LineOf(*loader), scene);
+    ReadSpans(root, "stall", scene, problem, scene.stalls);
+    ReadSpans(root, "device_loss", scene, problem, scene.deviceLosses);
     for (const toml::table* table : root.Tables("sound")) {
         scene.sounds.push_back(ReadSoundTable(nested(*table), LineOf(*table)));
     }

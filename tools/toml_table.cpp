@@ -155,6 +155,12 @@ std::vector<const toml::table*> TomlTable_t::Tables(std::string_view key) {
     return tables;
 }
 
+std::vector<const toml::table*> TomlTable_t::OneOrMoreTables(std::string_view key) {
+    const toml::node* node = source.get(key);
+    if (node == nullptr || !node->is_table()) return Tables(key);
+    return {Table(key)};
+}
+
 const toml::table* TomlTable_t::Table(std::string_view key) {
     const toml::table* table = nullptr;
     ReadWith(key, [&](const toml::node& node) { return (table = node.as_table()) ? nullptr : "a table"; });

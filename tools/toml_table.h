@@ -1,9 +1,6 @@
 // toml_table.h - typed reading of one table of a scene file, with the line of whatever is wrong in it.
 #pragma once
 
-#define TOML_EXCEPTIONS 0
-#include <toml++/toml.h>
-
 #include <algorithm>
 #include <initializer_list>
 #include <string>
@@ -11,6 +8,7 @@
 #include <vector>
 
 #include "tools/scene.h"
+#include "tools/toml_library.h"
 
 namespace tools {
 
@@ -56,6 +54,8 @@ class TomlTable_t {
     void ReadSlide(std::string_view key, size_t numbers, setting_t<scene_slide_t>& setting);
     // The tables of [[key]].
     std::vector<const toml::table*> Tables(std::string_view key);
+    // The same, or the one table [key].
+    std::vector<const toml::table*> OneOrMoreTables(std::string_view key);
     // The table [key]; null if it does not stand there.
     const toml::table* Table(std::string_view key);
     // Fails for a key that nobody has asked for.

@@ -36,7 +36,7 @@ class CompressedSound_t : public Sound_t {
     bool MoveWindow(frame_window_t& window, uint32_t start, uint32_t end, uint32_t decodedEnd,
                     void* decoderState);
     // Drops the window for an empty one at newPos.
-    bool ResetWindow(frame_window_t& window, uint32_t newPos) { return pages.Move(window, newPos, newPos); }
+    void ResetWindow(frame_window_t& window, uint32_t newPos) { pages.Reset(window, newPos); }
     void ReleaseWindow(frame_window_t& window) { (void)pages.Drop(window); }
     const DecodedPages_t& Pages() const { return pages; }
 

@@ -30,7 +30,7 @@ void CompressedVoice_t::SetSound(Sound_t* sound, uint32_t newBase) {
 
 void CompressedVoice_t::SetPos(uint32_t target) {
     Voice_t::SetPos(target);
-    if (totalLength != 0) (void)compressedSound->ResetWindow(window, position);
+    if (totalLength != 0) compressedSound->ResetWindow(window, position);
 }
 
 bool CompressedVoice_t::IsCompatibleSound(Sound_t* sound) { return sound->IsASortOf("CompressedSound"); }

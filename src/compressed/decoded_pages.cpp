@@ -60,6 +60,10 @@ bool DecodedPages_t::Move(frame_window_t& window, uint32_t start, uint32_t end) 
     return isGivenBack;
 }
 
+void DecodedPages_t::Reset(frame_window_t& window, uint32_t newPos) {
+    if (!Move(window, newPos, newPos)) (void)Drop(window);
+}
+
 bool DecodedPages_t::Drop(frame_window_t& window) { return Move(window, 0, 0); }
 
 bool DecodedPages_t::Acquire(uint64_t page) {

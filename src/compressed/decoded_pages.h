@@ -34,6 +34,8 @@ class DecodedPages_t {
     // False: a commit failed, then the window stays as it was; or a decommit did, then it has moved all the
     // same.
     bool Move(frame_window_t& window, uint32_t start, uint32_t end);
+    // Makes the window an empty one at newPos; at 0, where it holds nothing, if there is no page for it.
+    void Reset(frame_window_t& window, uint32_t newPos);
     // Gives back all that the window holds, and leaves it empty at frame 0.
     bool Drop(frame_window_t& window);
 

@@ -1,4 +1,4 @@
-// ima_adpcm.cpp - one table look-up a nibble: it gives the difference and where the next look-up goes.
+// ima_adpcm.cpp - decodes two nibbles with one look-up.
 #include "compressed/ima_adpcm.h"
 
 #include <algorithm>
@@ -18,11 +18,6 @@ constexpr int32_t stepTable[lastStepIndex + 1] = {
 
 constexpr int32_t indexTable[16] = {-1, -1, -1, -1, 2, 4, 6, 8, -1, -1, -1, -1, 2, 4, 6, 8};
 
-struct nibble_t {
-    int32_t difference;
-    uint32_t nextRow;  // of the table: 16 x the next step index
-};
-
 constexpr int32_t Difference(int32_t step, unsigned nibble) {
     int32_t difference = step >> 3;
     if (nibble & 1) difference += step >> 2;
@@ -31,35 +26,68 @@ constexpr int32_t Difference(int32_t step, unsigned nibble) {
     return nibble & 8 ? -difference : difference;
 }
 
-constexpr auto nibbleTable = [] {
-    std::array<nibble_t, 16 * (lastStepIndex + 1)> table{};
-    for (int32_t index = 0; index <= lastStepIndex; ++index) {
-        for (unsigned nibble = 0; nibble < 16; ++nibble) {
-            const int32_t next = std::clamp(index + indexTable[nibble], 0, lastStepIndex);
-            table[16 * static_cast<unsigned>(index) + nibble] = {Difference(stepTable[index], nibble),
-                                                                 16 * static_cast<uint32_t>(next)};
-        }
-    }
+constexpr uint32_t stepIndices = lastStepIndex + 1;
+
+constexpr uint8_t NextStepIndex(uint32_t index, unsigned nibble) {
+    return static_cast<uint8_t>(
+        std::clamp(static_cast<int32_t>(index) + indexTable[nibble], 0, lastStepIndex));
+}
+
+// Two nibbles at once, the earlier one in the low half of the pair. A column for each step index: the row, of
+// the pair, is known ahead. Only the step from index to index has to wait for the one before it, so that
+// table is kept apart and small.
+
+struct differences_t {
+    int32_t first, second;
+};
+
+template <typename Value>
+constexpr auto MakePairTable(Value value) {
+    std::array<decltype(value(0, 0)), 256 * stepIndices> table{};
+    for (uint32_t i = 0; i < table.size(); ++i) table[i] = value(i % stepIndices, i / stepIndices);
     return table;
-}();
+}
+
+constexpr auto afterPair = MakePairTable(
+    [](uint32_t index, unsigned pair) { return NextStepIndex(NextStepIndex(index, pair & 15), pair >> 4); });
+constexpr auto pairDifferences = MakePairTable([](uint32_t index, unsigned pair) {
+    const uint32_t between = NextStepIndex(index, pair & 15);
+    return differences_t{Difference(stepTable[index], pair & 15), Difference(stepTable[between], pair >> 4)};
+});
 
 // One channel on its way through a block.
 struct decoder_t {
-    uint32_t row;
+    uint64_t index;
     int32_t predictor;
 
     explicit decoder_t(const ImaChannelState_t& state)
-        : row(16 * static_cast<uint32_t>(state.stepIndex)), predictor(state.predictor) {}
+        : index(static_cast<uint64_t>(state.stepIndex)), predictor(state.predictor) {}
 
-    int16_t Decode(unsigned nibble) {
-        const nibble_t& entry = nibbleTable[row + nibble];
-        predictor = std::clamp(predictor + entry.difference, -32768, 32767);
-        row = entry.nextRow;
+    // A branch rather than a clamp: it is hardly ever taken, and costs the next sample no wait.
+    int16_t Move(int32_t difference) {
+        predictor += difference;
+        if (predictor != static_cast<int16_t>(predictor)) [[unlikely]]
+            predictor = predictor < 0 ? -32768 : 32767;
         return static_cast<int16_t>(predictor);
     }
 
+    int16_t Decode(unsigned nibble) {
+        const auto now = static_cast<uint32_t>(index);
+        index = NextStepIndex(now, nibble);
+        return Move(Difference(stepTable[now], nibble));
+    }
+
+    // The second sample goes to dest[stride].
+    void DecodeTwo(unsigned pair, int16_t* dest, uint32_t stride) {
+        const uint64_t row = pair * stepIndices;
+        const differences_t& differences = (&pairDifferences[row])[index];
+        index = (&afterPair[row])[index];
+        dest[0] = Move(differences.first);
+        dest[stride] = Move(differences.second);
+    }
+
     void Leave(ImaChannelState_t& state) const {
-        state.stepIndex = static_cast<int32_t>(row / 16);
+        state.stepIndex = static_cast<int32_t>(index);
         state.predictor = predictor;
     }
 };
@@ -103,10 +131,7 @@ bool DecodeBlockMono(const uint8_t* block, int16_t* dest, uint32_t firstFrame, u
         *dest++ = decoder.Decode(*bytes++ >> 4);
         ++frame;
     }
-    for (; frame + 1 < endFrame; frame += 2, ++bytes) {
-        *dest++ = decoder.Decode(*bytes & 15);
-        *dest++ = decoder.Decode(*bytes >> 4);
-    }
+    for (; frame + 1 < endFrame; frame += 2, ++bytes, dest += 2) decoder.DecodeTwo(*bytes, dest, 1);
     if (frame < endFrame) *dest = decoder.Decode(*bytes & 15);
     decoder.Leave(*state);
     return true;
@@ -122,9 +147,14 @@ bool DecodeBlockStereo(const uint8_t* block, int16_t* dest, uint32_t firstFrame,
         ++frame;
     }
     decoder_t left(state[0]), right(state[1]);
-    for (const uint8_t* bytes = block + 7 + frame; frame < endFrame; ++frame, ++bytes) {
-        *dest++ = left.Decode(*bytes >> 4);
-        *dest++ = right.Decode(*bytes & 15);
+    const uint8_t* bytes = block + 7 + frame;
+    for (; frame + 1 < endFrame; frame += 2, bytes += 2, dest += 4) {
+        left.DecodeTwo(bytes[0] >> 4 | (bytes[1] & 0xF0u), dest, 2);
+        right.DecodeTwo((bytes[0] & 15u) | (bytes[1] & 15u) << 4, dest + 1, 2);
+    }
+    if (frame < endFrame) {
+        dest[0] = left.Decode(*bytes >> 4);
+        dest[1] = right.Decode(*bytes & 15);
     }
     left.Leave(state[0]);
     right.Leave(state[1]);

@@ -123,11 +123,10 @@ void ReleaseSounds() {
 }
 
 bool Start(void* windowHandle, bool usePrimaryBuffer) {
-    wakeEvent.Create();
-    passDoneEvent.Create();
+    if (!wakeEvent.Create() || !passDoneEvent.Create()) return false;
     defaultSounds = new (std::nothrow) Archive_t;
-    streamEvent.Create();
-    if (!defaultSounds || !OpenDevice(windowHandle, usePrimaryBuffer)) return false;
+    if (!defaultSounds || !streamEvent.Create()) return false;
+    if (!OpenDevice(windowHandle, usePrimaryBuffer)) return false;
     return AllocateRing(ringUnits, device->bufferDesc.bufferBytes & ~7u) && StartMixingThread();
 }
 

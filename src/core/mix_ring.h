@@ -37,9 +37,8 @@ extern Relaxed_t<uint32_t> underrunCount;
 extern Relaxed_t<uint32_t> underrunFrames;
 extern uint8_t* outputStaging;  // 16-bit stereo frames on their way to the device; mixing thread only
 
-// How much gain, in 1/256 steps, has been added to each block of the ring since it was last known to stand
-// inside half its range; ringLoadUnknown for a block that nothing is known of. Host thread only
-// (kernels/mix_guard.h).
+// How much gain, in 1/256 steps, each block of the ring may hold; ringLoadUnknown for a block that nothing is
+// known of. Host thread only (kernels/mix_guard.h).
 constexpr uint32_t ringLoadBlockUnits = 512;
 constexpr uint32_t ringLoadUnknown = 0xFFFF;
 extern uint32_t* ringLoads;

@@ -86,7 +86,7 @@ void OutputPass() noexcept {
 }
 
 void MixingThreadProc(void*) {
-    platform::RaiseThreadPriority();
+    platform::RaiseThreadPriority("Mixing thread");
     RunPass();
     device->StartPlaying();
     passDoneEvent.Set();

@@ -100,16 +100,24 @@ void StringMap_t::InitBuckets(uint32_t newCount, bool allocateNow) {
 void* StringMap_t::StartPosition() const noexcept { return count > 0 ? BeforeFirst() : nullptr; }
 
 void StringMap_t::GetNext(void*& position, String_t& key, void*& value) const {
-    if (position == nullptr) return;
+    if (const StringMapEntry_t* entry = StepOver(position)) {
+        key = entry->key;
+        value = entry->value;
+    }
+}
+
+void* StringMap_t::NextValue(void*& position) const noexcept {
+    const StringMapEntry_t* entry = StepOver(position);
+    return entry != nullptr ? entry->value : nullptr;
+}
+
+const StringMapEntry_t* StringMap_t::StepOver(void*& position) const noexcept {
+    if (position == nullptr) return nullptr;
     const StringMapEntry_t* entry =
         position == BeforeFirst() ? FirstEntryFrom(0) : static_cast<const StringMapEntry_t*>(position);
-    if (entry == nullptr) {
-        position = nullptr;
-        return;
-    }
-    position = entry->next != nullptr ? entry->next : FirstEntryFrom(entry->bucket + 1);
-    key = entry->key;
-    value = entry->value;
+    position = nullptr;
+    if (entry != nullptr) position = entry->next != nullptr ? entry->next : FirstEntryFrom(entry->bucket + 1);
+    return entry;
 }
 
 uint32_t StringMap_t::HashKey(const char* key) noexcept {

@@ -53,6 +53,9 @@ class StringMap_t {
     // std::bad_alloc for the key.
     void* StartPosition() const noexcept;
     void GetNext(void*& position, String_t& key, void*& value) const;
+    // The same walk without the keys, which takes no memory: what frees must not fail. Null where GetNext
+    // leaves the out values untouched.
+    void* NextValue(void*& position) const noexcept;
 
     // hash = hash * 33 + byte, modulo 2^32, a byte of 0x80 or above counting as negative.
     static uint32_t HashKey(const char* key) noexcept;
@@ -66,6 +69,7 @@ class StringMap_t {
 
   private:
     StringMapEntry_t* FindEntry(const char* key, uint32_t& bucket) const noexcept;
+    const StringMapEntry_t* StepOver(void*& position) const noexcept;
     StringMapEntry_t* FirstEntryFrom(uint32_t bucket) const noexcept;
     StringMapEntry_t* NewEntry();
     void FreeEntry(StringMapEntry_t* entry) noexcept;

@@ -15,8 +15,8 @@ namespace {
 using AudioSystem::ringEntries, AudioSystem::ringLoads, AudioSystem::ringLoadBlockUnits,
     AudioSystem::ringScratch;
 
-constexpr uint32_t fullScale = 256;                  // gain, in 1/256 steps
-constexpr uint32_t scanAfter = 8 * fullScale;        // half of what a slot holds
+constexpr uint32_t fullScale = 256;  // gain, in 1/256 steps
+constexpr uint32_t slotHolds = 16 * fullScale;
 constexpr double fieldBase = 9223372036854775808.0;  // 2^63: an entry plus this has its slots at fixed bits
 constexpr double untouched = std::numeric_limits<double>::quiet_NaN();
 
@@ -44,17 +44,25 @@ struct stretch_t {
     uint32_t LastBlock() const { return (2 * endEntry - 1) / ringLoadBlockUnits; }
 };
 
-// Whether both slots of every entry stand inside half the high slot's range. Their fields are moved so that
-// the bits that such a sum leaves clear are the same for all, and collected.
-bool IsHalfEmpty(uint32_t block) {
-    constexpr uint64_t half = 0x40000, outside = 0x0008000000F80000;
+// Whether both slots of every entry stand inside so many full scales, a power of two. Their fields are moved
+// so that the bits that such a sum leaves clear are the same for all, and collected.
+template <uint32_t fullScales>
+bool IsInside(uint32_t block) {
+    constexpr uint64_t most = fullScales * 0x8000, bias = 0x80000 - most;
+    constexpr uint64_t outside = (0xFFFFF & ~(2 * most - 1)) << 32 | (0xFFFFFF & ~(2 * most - 1));
     const uint32_t first = block * ringLoadBlockUnits / 2;
     const uint32_t end = std::min(first + ringLoadBlockUnits / 2, AudioSystem::ringLength / 2);
     uint64_t seen = 0;
-    for (uint32_t e = first; e < end; ++e) {
-        seen |= std::bit_cast<uint64_t>(ringEntries[e] + fieldBase) - (half << 32 | half);
-    }
+    for (uint32_t e = first; e < end; ++e)
+        seen |= std::bit_cast<uint64_t>(ringEntries[e] + fieldBase) - (bias << 32 | bias);
     return (seen & outside) == 0;
+}
+
+// The gain that what the block holds is worth. Most mixes are nowhere near the range that their voices could
+// fill, so the narrow look comes first.
+uint32_t FindLoad(uint32_t block) {
+    if (IsInside<2>(block)) return 2 * fullScale;
+    return IsInside<8>(block) ? 8 * fullScale : AudioSystem::ringLoadUnknown;
 }
 
 // Adds the gain to every block of the stretch. False if some block might overflow.
@@ -62,8 +70,8 @@ bool TakeLoad(const stretch_t& stretch, uint32_t gain) {
     bool isSafe = true;
     for (uint32_t block = stretch.FirstBlock(); block <= stretch.LastBlock(); ++block) {
         uint32_t load = ringLoads[block];
-        if (load + gain > scanAfter && IsHalfEmpty(block)) load = 0;
-        isSafe &= load + gain <= scanAfter;
+        if (load + gain > slotHolds) load = FindLoad(block);
+        isSafe &= load + gain <= slotHolds;
         ringLoads[block] = std::min(load + gain, AudioSystem::ringLoadUnknown);
     }
     return isSafe;

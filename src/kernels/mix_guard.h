@@ -1,10 +1,10 @@
 // mix_guard.h - mixing that cannot spill: a sum that would leave its slot of a ring entry saturates instead.
 //
 // A slot holds 16 full-scale voices, and up to there nothing differs from the bare kernels, bit for bit.
-// Overflow is found by looking: the ring keeps count, block by block, of the gain that has been added since a
-// block was last known to stand inside half its range (ringLoads in core/mix_ring.h). After 8 full scales the
-// block is scanned; only where an entry stands beyond half its range is the call at hand checked entry by
-// entry.
+// Overflow is found by looking: the ring keeps count, block by block, of the gain that a block may hold
+// (ringLoads in core/mix_ring.h). Where a call could pass 16 full scales, the block is scanned, and counts
+// for 2 or 8 of them if that is all that it holds; only where an entry stands beyond is the call at hand
+// checked entry by entry.
 //
 // Thread: host, inside a mix step. No wait, no allocation. Errors: none.
 #pragma once

@@ -43,12 +43,31 @@ using gain_kernel_t = void (*)(double* entries, uint32_t ringAt, const uint8_t* 
                                int32_t leftGain, int32_t rightGain, uint32_t step,
                                uint32_t fraction) noexcept;
 
-// One variant of all eight kernels.
+// What a multi-source kernel mixes: one, two or four mono sources (taps) for each channel, alternating left,
+// right. Output frame j of a channel reads each of its taps at index (start + j * step) >> 10.
+struct taps_t {
+    const uint8_t* sources[8];
+    int32_t k[8];        // gains in 1/256 steps
+    uint32_t starts[2];  // left, right; these and step in 1/1024 source frames
+    uint32_t step;
+};
+
+// Adds outputFrames output frames of all taps in one walk: each entry is read, rounded and written once.
+using taps_kernel_t = void (*)(double* entries, uint32_t ringAt, uint32_t outputFrames,
+                               const taps_t& taps) noexcept;
+
+// Turns entries, an even number of them, into 16-bit stereo frames: the low slot to the nearest integer,
+// the high slot down, both clipped. Reads each entry once, as a whole. Thread: mixing.
+using convert_kernel_t = void (*)(const double* entries, uint32_t entryCount, uint8_t* out) noexcept;
+
+// One variant of all kernels.
 struct kernel_set_t {
     const char* name;
     bool (*isSupported)() noexcept;  // whether this CPU can run the set
     plain_kernel_t plain[4];         // by KernelIndex
     gain_kernel_t gain[4];
+    taps_kernel_t taps[2][3];  // 8 and 16 bits; one, two and four taps a channel
+    convert_kernel_t convert;
 };
 
 constexpr unsigned KernelIndex(bool is16Bit, bool isStereo) noexcept {
@@ -85,3 +104,33 @@ void MixGainStereo8(uint32_t ringAt, const uint8_t* source, uint32_t outputFrame
                     int32_t rightGain, uint32_t step, uint32_t fraction) noexcept;
 void MixGainMono8(uint32_t ringAt, const uint8_t* source, uint32_t outputFrames, int32_t leftGain,
                   int32_t rightGain, uint32_t step, uint32_t fraction) noexcept;
+
+// The six multi-source kernels of the active set on the mix ring. Sources and tap gains alternate left,
+// right; leftGain and rightGain apply to all taps of a channel, 16.16 fixed point for 16-bit sources, 8.24
+// for 8-bit ones. A tap's gain is their product in 1/256 steps; one that passes 32 bits is held there.
+void MixTapsOne16(uint32_t ringAt, const uint8_t* left1, const uint8_t* right1, uint32_t outputFrames,
+                  uint32_t leftStart, uint32_t rightStart, uint32_t step, float leftTap1, float rightTap1,
+                  int32_t leftGain, int32_t rightGain) noexcept;
+void MixTapsOne8(uint32_t ringAt, const uint8_t* left1, const uint8_t* right1, uint32_t outputFrames,
+                 uint32_t leftStart, uint32_t rightStart, uint32_t step, float leftTap1, float rightTap1,
+                 int32_t leftGain, int32_t rightGain) noexcept;
+void MixTapsTwo16(uint32_t ringAt, const uint8_t* left1, const uint8_t* right1, const uint8_t* left2,
+                  const uint8_t* right2, uint32_t outputFrames, uint32_t leftStart, uint32_t rightStart,
+                  uint32_t step, float leftTap1, float rightTap1, float leftTap2, float rightTap2,
+                  int32_t leftGain, int32_t rightGain) noexcept;
+void MixTapsTwo8(uint32_t ringAt, const uint8_t* left1, const uint8_t* right1, const uint8_t* left2,
+                 const uint8_t* right2, uint32_t outputFrames, uint32_t leftStart, uint32_t rightStart,
+                 uint32_t step, float leftTap1, float rightTap1, float leftTap2, float rightTap2,
+                 int32_t leftGain, int32_t rightGain) noexcept;
+void MixTapsFour16(uint32_t ringAt, const uint8_t* left1, const uint8_t* right1, const uint8_t* left2,
+                   const uint8_t* right2, const uint8_t* left3, const uint8_t* right3, const uint8_t* left4,
+                   const uint8_t* right4, uint32_t outputFrames, uint32_t leftStart, uint32_t rightStart,
+                   uint32_t step, float leftTap1, float rightTap1, float leftTap2, float rightTap2,
+                   float leftTap3, float rightTap3, float leftTap4, float rightTap4, int32_t leftGain,
+                   int32_t rightGain) noexcept;
+void MixTapsFour8(uint32_t ringAt, const uint8_t* left1, const uint8_t* right1, const uint8_t* left2,
+                  const uint8_t* right2, const uint8_t* left3, const uint8_t* right3, const uint8_t* left4,
+                  const uint8_t* right4, uint32_t outputFrames, uint32_t leftStart, uint32_t rightStart,
+                  uint32_t step, float leftTap1, float rightTap1, float leftTap2, float rightTap2,
+                  float leftTap3, float rightTap3, float leftTap4, float rightTap4, int32_t leftGain,
+                  int32_t rightGain) noexcept;

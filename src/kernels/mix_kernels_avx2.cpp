@@ -17,6 +17,8 @@
 #include <cstring>
 
 #include "kernels/entry_format.h"
+#include "kernels/mix_taps_avx2.h"
+#include "platform/sanitizer.h"
 
 namespace {
 
@@ -99,14 +101,18 @@ struct gain_t {
     }
 };
 
+template <class update_t>
+void AddSamples(double* at, __m256i samples, const update_t& update) noexcept {
+    const __m256i words = _mm256_or_si256(samples, _mm256_set1_epi64x(wordExponentBits));
+    const __m256d offsets = _mm256_sub_pd(_mm256_castsi256_pd(words), _mm256_set1_pd(silentWord));
+    _mm256_storeu_pd(at, update.Add(_mm256_loadu_pd(at), offsets));
+}
+
 template <class format, unsigned divisor, class update_t>
 void AddGroup(double* at, __m256i block, const update_t& update) noexcept {
     const __m256i shuffle =
         _mm256_load_si256(reinterpret_cast<const __m256i*>(groupShuffle<format, divisor>.bytes));
-    const __m256i samples = _mm256_shuffle_epi8(block, shuffle);
-    const __m256i words = _mm256_or_si256(samples, _mm256_set1_epi64x(wordExponentBits));
-    const __m256d offsets = _mm256_sub_pd(_mm256_castsi256_pd(words), _mm256_set1_pd(silentWord));
-    _mm256_storeu_pd(at, update.Add(_mm256_loadu_pd(at), offsets));
+    AddSamples(at, _mm256_shuffle_epi8(block, shuffle), update);
 }
 
 // The slow way, for the ends of a stretch: one pair from two source frames.
@@ -128,6 +134,7 @@ void AddPair(double* at, const uint8_t* low, const uint8_t* high, const update_t
 // Source frames one after the other.
 template <class format>
 struct contiguous_t {
+    static constexpr bool canStep = false;
     const uint8_t* source;
 
     const uint8_t* TakeFrame() noexcept {
@@ -145,6 +152,7 @@ struct contiguous_t {
 // Source frames by position, in 1/1024 frames.
 template <class format>
 struct stepped_t {
+    static constexpr bool canStep = true;
     const uint8_t* source;
     uint32_t position, step;
 
@@ -173,6 +181,65 @@ struct stepped_t {
     }
 };
 
+// Source frames by position, taken out of windows of 16 bytes, one for each half of a group: the frame at the
+// half's own position and the one a step later. The bytes of a window must all belong to frames that the call
+// may read: towards the end of a stretch there is none, and stepped_t goes on.
+template <class format>
+class windows_t {
+  public:
+    windows_t(const stepped_t<format>& frames, uint32_t count)
+        : offsets(_mm256_setr_epi32(0, static_cast<int>(frames.step), 0, static_cast<int>(frames.step), 0,
+                                    static_cast<int>(frames.step), 0, static_cast<int>(frames.step))),
+          advance(_mm256_set1_epi32(static_cast<int>(groupFrames * frames.step))) {
+        const auto low = static_cast<int>(frames.position);
+        const auto high = static_cast<int>(frames.position + 2 * frames.step);
+        positions = _mm256_setr_epi32(low, low, low, low, high, high, high, high);
+        const uint64_t last = frames.position + (uint64_t{count} - 1) * frames.step;
+        const uint64_t endFrame = (last >> 10) + 1;
+        const bool isUsable = last <= UINT32_MAX && frames.step <= mostStep && endFrame >= windowFrames;
+        endPosition = isUsable ? (endFrame - windowFrames + 1) << 10 : 0;
+    }
+
+    // Whether both windows of the next group lie inside the stretch.
+    bool Holds(const stepped_t<format>& frames) const noexcept {
+        return uint64_t{frames.position} + 2 * frames.step < endPosition;
+    }
+
+    // The words of a group, without their exponents.
+    __m256i TakeSamples(stepped_t<format>& frames) noexcept {
+        const uint8_t* low = frames.source + size_t{frames.position >> 10} * format::frameBytes;
+        const uint8_t* high =
+            frames.source + size_t{(frames.position + 2 * frames.step) >> 10} * format::frameBytes;
+        const __m256i window =
+            _mm256_inserti128_si256(_mm256_castsi128_si256(LoadWindow(low)), LoadWindow(high), 1);
+        const __m256i fractions = _mm256_and_si256(positions, _mm256_set1_epi32(1023));
+        const __m256i indices = _mm256_srli_epi32(_mm256_add_epi32(fractions, offsets), 10);
+        const __m256i shuffle = _mm256_add_epi8(
+            _mm256_mullo_epi16(indices, _mm256_set1_epi32(format::frameBytes * sampleBytesMask)),
+            _mm256_load_si256(reinterpret_cast<const __m256i*>(firstFrames.bytes)));
+        positions = _mm256_add_epi32(positions, advance);
+        frames.position += groupFrames * frames.step;
+        return _mm256_shuffle_epi8(window, shuffle);
+    }
+
+  private:
+    static constexpr unsigned windowFrames = 16 / format::frameBytes;
+    static constexpr uint32_t mostStep = (windowFrames - 1) << 10;  // the second frame is still in the window
+    // The bytes of a slot that a sample fills.
+    static constexpr int sampleBytesMask = format::sampleBytes == 2 ? 0x0101 : 0x0100;
+
+    // The shuffle that takes every slot from the window's first frame.
+    static constexpr shuffle_t firstFrames = MakeShuffle<format, groupFrames>();
+
+    static __m128i LoadWindow(const uint8_t* from) noexcept {
+        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+    }
+
+    __m256i positions;  // of each half's first frame
+    const __m256i offsets, advance;
+    uint64_t endPosition;
+};
+
 double* FirstPair(double* entries, uint32_t ringAt) noexcept { return entries + (ringAt >> 1 & ~1u); }
 
 template <class format, class frames_t, class update_t>
@@ -184,6 +251,13 @@ void AddFrames(double* entries, uint32_t ringAt, uint32_t count, frames_t frames
         AddPair<format>(at, format::silentFrame, frames.TakeFrame(), update);
         at += 2;
         --count;
+    }
+    if constexpr (frames_t::canStep) {
+        if (count >= groupFrames) {
+            windows_t<format> windows(frames, count);
+            for (; count >= groupFrames && windows.Holds(frames); count -= groupFrames, at += groupFrames)
+                AddSamples(at, windows.TakeSamples(frames), update);
+        }
     }
     for (; count >= groupFrames; count -= groupFrames, at += groupFrames)
         AddGroup<format, 1>(at, frames.TakeGroup(), update);
@@ -231,6 +305,29 @@ void MixGain(double* entries, uint32_t ringAt, const uint8_t* source, uint32_t o
     }
 }
 
+// Four pairs, then the rest pair by pair: eight frames of packed saturation.
+RINGMIX_NO_TSAN void Convert(const double* entries, uint32_t entryCount, uint8_t* out) noexcept {
+    const __m256d fieldBase = _mm256_set1_pd(0x1p63);  // fixes the exponent: slots at fixed bits
+    const __m256i fieldMask = _mm256_set1_epi64x(0x000FFFFF00FFFFFF), bias = _mm256_set1_epi32(0x80000);
+    const auto slots = [=](__m256d values) noexcept {
+        const __m256i bits = _mm256_castpd_si256(_mm256_add_pd(values, fieldBase));
+        return _mm256_sub_epi32(_mm256_and_si256(bits, fieldMask), bias);
+    };
+    const __m256i byFrame = _mm256_setr_epi8(0, 1, 4, 5, 2, 3, 6, 7, 8, 9, 12, 13, 10, 11, 14, 15, 0, 1, 4, 5,
+                                             2, 3, 6, 7, 8, 9, 12, 13, 10, 11, 14, 15);
+    for (; entryCount >= 8; entryCount -= 8, entries += 8, out += 32) {
+        const __m256i words =
+            _mm256_packs_epi32(slots(_mm256_loadu_pd(entries)), slots(_mm256_loadu_pd(entries + 4)));
+        const __m256i frames = _mm256_permute4x64_epi64(_mm256_shuffle_epi8(words, byFrame), 0xD8);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), frames);
+    }
+    for (; entryCount != 0; entryCount -= 2, entries += 2, out += 8) {
+        const __m256i pair = slots(_mm256_castpd128_pd256(_mm_loadu_pd(entries)));
+        const __m256i frame = _mm256_shuffle_epi8(_mm256_packs_epi32(pair, pair), byFrame);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(out), _mm256_castsi256_si128(frame));
+    }
+}
+
 bool IsSupported() noexcept { return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"); }
 
 using mono8_t = format_t<1, 1>;
@@ -245,6 +342,9 @@ constinit const kernel_set_t avx2Kernels = {
     IsSupported,
     {MixPlain<mono8_t>, MixPlain<stereo8_t>, MixPlain<mono16_t>, MixPlain<stereo16_t>},
     {MixGain<mono8_t>, MixGain<stereo8_t>, MixGain<mono16_t>, MixGain<stereo16_t>},
+    {{MixTapsAvx2<1, 1>, MixTapsAvx2<1, 2>, MixTapsAvx2<1, 4>},
+     {MixTapsAvx2<2, 1>, MixTapsAvx2<2, 2>, MixTapsAvx2<2, 4>}},
+    Convert,
 };
 
 #endif

@@ -1,6 +1,11 @@
 // mix_kernels_reference.cpp - the definition of the kernels, in whole numbers. Host thread; never tuned.
 // Every number here is an integer: an entry is a multiple of 8, and so is a word times k / 256.
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
 #include "kernels/mix_kernels.h"
+#include "platform/sanitizer.h"
 
 namespace {
 
@@ -31,12 +36,17 @@ double RoundToDouble(int128_t value) {
     return static_cast<double>(isNegative ? -magnitude : magnitude);
 }
 
-// One update of one entry: both slots at once, one rounding. A plain update is a gain of 256.
-void UpdateEntry(double& entry, int128_t low, int128_t high, int64_t k) {
+// What two samples at k / 256 add to both slots of an entry.
+int128_t Contribution(int128_t low, int128_t high, int64_t k) {
     const int128_t high1 = int128_t{1} << 43, low1 = int128_t{1} << 11;  // one sample step in each slot
     const int128_t word = high * high1 + low * low1;
     const int128_t bias = 128 * k * (high1 + low1);
-    entry = RoundToDouble(static_cast<int128_t>(entry) + word * k / 256 - bias);
+    return word * k / 256 - bias;
+}
+
+// One update of one entry, one rounding. A plain update is a gain of 256.
+void UpdateEntry(double& entry, int128_t contribution) {
+    entry = RoundToDouble(static_cast<int128_t>(entry) + contribution);
 }
 
 // Mixes output frames firstFrame to firstFrame + frames; output frame j of them takes source frame
@@ -52,8 +62,9 @@ void MixFrames(double* entries, uint64_t firstFrame, uint64_t frames, const sour
     const uint64_t firstPair = firstFrame / 2, lastPair = (firstFrame + frames - 1) / 2;
     for (uint64_t pair = firstPair; pair <= lastPair; ++pair) {
         for (unsigned channel = 0; channel < 2; ++channel)
-            UpdateEntry(entries[2 * pair + channel], slotSample(2 * pair, channel),
-                        slotSample(2 * pair + 1, channel), channel == 0 ? leftK : rightK);
+            UpdateEntry(entries[2 * pair + channel],
+                        Contribution(slotSample(2 * pair, channel), slotSample(2 * pair + 1, channel),
+                                     channel == 0 ? leftK : rightK));
     }
 }
 
@@ -77,6 +88,43 @@ void MixGain(double* entries, uint32_t ringAt, const uint8_t* source, uint32_t o
               rightGain >> gainShift, indexOf);
 }
 
+// The taps of a channel are summed before they are rounded.
+template <bool is16Bit, unsigned tapCount>
+void MixTaps(double* entries, uint32_t ringAt, uint32_t outputFrames, const taps_t& taps) noexcept {
+    if (outputFrames == 0) return;
+    const uint64_t firstFrame = ringAt / 2, endFrame = firstFrame + outputFrames;
+    for (uint64_t pair = firstFrame / 2; 2 * pair < endFrame; ++pair) {
+        for (unsigned channel = 0; channel < 2; ++channel) {
+            int128_t sum = 0;
+            for (unsigned tap = channel; tap < 2 * tapCount; tap += 2) {
+                auto slotSample = [&](uint64_t frame) -> int128_t {
+                    if (frame < firstFrame || frame >= endFrame) return 0x8000;
+                    const uint32_t j = static_cast<uint32_t>(frame - firstFrame);
+                    return SampleAt({taps.sources[tap], is16Bit, false},
+                                    (taps.starts[channel] + j * taps.step) >> 10, 0);
+                };
+                sum += Contribution(slotSample(2 * pair), slotSample(2 * pair + 1), taps.k[tap]);
+            }
+            UpdateEntry(entries[2 * pair + channel], sum);
+        }
+    }
+}
+
+int16_t Clip(int32_t sum) { return static_cast<int16_t>(std::clamp(sum, -32768, 32767)); }
+
+// Adding 2^63 fixes the exponent: the slots then stand at fixed bits, the low one rounded.
+RINGMIX_NO_TSAN void Convert(const double* entries, uint32_t entryCount, uint8_t* out) noexcept {
+    for (uint32_t e = 0; e < entryCount; e += 2, out += 8) {
+        for (uint32_t channel = 0; channel < 2; ++channel) {
+            const auto fields = std::bit_cast<uint64_t>(entries[e + channel] + 0x1p63);
+            const int16_t low = Clip(static_cast<int32_t>(fields & 0xFFFFFF) - 0x80000);
+            const int16_t high = Clip(static_cast<int32_t>(fields >> 32 & 0xFFFFF) - 0x80000);
+            std::memcpy(out + 2 * channel, &low, 2);
+            std::memcpy(out + 2 * channel + 4, &high, 2);
+        }
+    }
+}
+
 bool IsSupported() noexcept { return true; }
 
 }  // namespace
@@ -86,4 +134,7 @@ constinit const kernel_set_t referenceKernels = {
     IsSupported,
     {MixPlain<false, false>, MixPlain<false, true>, MixPlain<true, false>, MixPlain<true, true>},
     {MixGain<false, false>, MixGain<false, true>, MixGain<true, false>, MixGain<true, true>},
+    {{MixTaps<false, 1>, MixTaps<false, 2>, MixTaps<false, 4>},
+     {MixTaps<true, 1>, MixTaps<true, 2>, MixTaps<true, 4>}},
+    Convert,
 };

@@ -20,7 +20,9 @@ DSBUFFERDESC ToPlatform(const buffer_description_t& description) {
 
 }  // namespace
 
-DirSound_t::DirSound_t() noexcept = default;
+Relaxed_t<uint32_t> DirSound_t::jumps;
+
+DirSound_t::DirSound_t() noexcept { jumps = 0; }
 
 DirSound_t::~DirSound_t() { Shutdown(); }
 
@@ -127,6 +129,7 @@ bool DirSound_t::WriteBytes(const void* source, uint32_t count) {
     if (second) std::memcpy(second, static_cast<const uint8_t*>(source) + firstBytes, secondBytes);
     if (buffer->Unlock(first, firstBytes, second, secondBytes) != outputOk) return false;
 
+    hasWritten = true;
     uint32_t next = writePosition + count;
     if (next >= bufferDesc.bufferBytes) next -= bufferDesc.bufferBytes;
     writePosition = next;
@@ -157,6 +160,7 @@ uint32_t DirSound_t::GetFreeBytes() {
     std::snprintf(line, sizeof line, "Primary buffer jump ... %lu\n",
                   static_cast<unsigned long>(free - lead));
     platform::OutputDebugLine(line);
+    if (hasWritten) jumps = jumps + 1;
     writePosition = (bufferBytes - lead + target) % bufferBytes;
     return lead;
 }

@@ -59,9 +59,14 @@ class DirSound_t {
     bool hasPrimaryBuffer = false;
     bool emulated = false;
 
+    // How often a device has overtaken what was written, in this run of the engine; mixing thread writes.
+    static Relaxed_t<uint32_t> jumps;
+
   private:
     bool Open(void* window, uint32_t level);
     uint32_t Anchor(uint32_t playCursor, uint32_t writeCursor) const;
+
+    bool hasWritten = false;
 };
 
 namespace AudioSystem {

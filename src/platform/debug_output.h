@@ -3,7 +3,7 @@
 
 namespace platform {
 
-// Receives one line, with its newline. Called on the host thread or the mixing thread; must not block.
+// Receives one line, with its newline. Called on the host thread or on one of the engine's; must not block.
 using debug_sink_t = void (*)(const char* line);
 
 // Null silences. Thread: any; a line that is under way may still reach the former sink.

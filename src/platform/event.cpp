@@ -1,15 +1,22 @@
 #include "platform/event.h"
 
 #include <chrono>
+#include <thread>
 
 #include "platform/manual_clock.h"
 
 namespace platform {
+namespace {
+constexpr std::chrono::microseconds mostAwake{50};  // most threads have woken and done their work by then
+const unsigned processors = std::thread::hardware_concurrency();
+}  // namespace
 
-void Event_t::Create() {
+// Needs nothing here that could be lacking.
+bool Event_t::Create() {
     const std::lock_guard lock(mutex);
     isOpen = true;
     isSet = false;
+    return true;
 }
 
 void Event_t::Close() {
@@ -32,6 +39,16 @@ void Event_t::Set() {
 uint32_t Event_t::Wait(uint32_t timeoutMs) {
     ManualClock_t* clock = CurrentManualClock();
     return clock && clock->TakesTurns() ? clock->WaitFor(*this, timeoutMs) : WaitRealTime(timeoutMs);
+}
+
+uint32_t Event_t::WaitAwake(uint32_t timeoutMs) {
+    ManualClock_t* clock = CurrentManualClock();
+    const bool isRealTime = !clock || !clock->TakesTurns();
+    if (isRealTime && processors > 1) {
+        const auto end = std::chrono::steady_clock::now() + mostAwake;
+        while (!isSet && std::chrono::steady_clock::now() < end) {}
+    }
+    return Wait(timeoutMs);
 }
 
 uint32_t Event_t::WaitRealTime(uint32_t timeoutMs) {

@@ -1,6 +1,7 @@
 // event.h - an auto-reset event: one Set lets one Wait through.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
@@ -14,11 +15,14 @@ constexpr uint32_t waitForever = 0xFFFFFFFFu;
 // one does nothing, and Close wakes whoever waits. Thread: any.
 class Event_t {
   public:
-    void Create();  // open and clear
+    bool Create();  // open and clear; false, and still closed, if there is none to be had
     void Close();
     void Set();
     // waitSignalled, waitTimedOut, or waitFailed if the event is closed.
     [[nodiscard]] uint32_t Wait(uint32_t timeoutMs);
+    // The same for what comes within microseconds: it looks for that long before it sleeps, as going to sleep
+    // and waking up would take longer.
+    [[nodiscard]] uint32_t WaitAwake(uint32_t timeoutMs);
 
   private:
     friend class ManualClock_t;
@@ -27,7 +31,7 @@ class Event_t {
     std::mutex mutex;
     std::condition_variable changed;
     bool isOpen = false;
-    bool isSet = false;
+    std::atomic<bool> isSet{false};  // changes under the mutex
 };
 
 }  // namespace platform

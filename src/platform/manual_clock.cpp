@@ -156,6 +156,7 @@ void ManualClock_t::Reset() {
 
 ManualClock_t::task_t* ManualClock_t::AddThread() {
     const lock_t lock(mutex);
+    tasks.reserve(tasks.size() + 1);  // so that nothing fails once there is a task
     auto* task = new task_t;
     task->isNew = true;
     if (!ownTask) hostThread = std::this_thread::get_id();

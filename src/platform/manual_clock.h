@@ -48,8 +48,8 @@ class ManualClock_t {
     // falls on the very end still runs before this returns.
     void PassTime(uint64_t units);
 
-    // A thread enters and leaves the round. AddThread is called by the starter, which keeps running; the
-    // thread itself calls BeginThread first and EndThread last.
+    // A thread enters and leaves the round. AddThread is called by the starter, which keeps running and
+    // catches std::bad_alloc; the thread itself calls BeginThread first and EndThread last.
     struct task_t;
     task_t* AddThread();
     void BeginThread(task_t* task);

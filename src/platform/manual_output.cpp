@@ -135,8 +135,7 @@ class ManualDevice_t final : public IDirectSound {
         if (isPrimary != (description->lpwfxFormat == nullptr)) return DSERR_INVALIDPARAM;
         const uint32_t bytes = isPrimary ? settings.primaryBufferBytes : description->dwBufferBytes;
         if (bytes == 0) return DSERR_INVALIDPARAM;
-        *buffer = new (std::nothrow) ManualBuffer_t(bytes);
-        return *buffer ? outputOk : DSERR_GENERIC;
+        return MakeSoftwareBuffer<ManualBuffer_t>(bytes, buffer);
     }
 
   private:
@@ -159,7 +158,7 @@ ManualClock_t manualClock{TimePassed};
 
 }  // namespace
 
-const output_backend_t manualBackend{"manual", "moves only when its owner plays it", Open, true};
+const output_backend_t manualBackend{"manual", "moves only when its owner plays it", Open, true, false};
 
 ManualClock_t* CurrentManualClock() noexcept { return SelectedOutput().movesTime ? &manualClock : nullptr; }
 

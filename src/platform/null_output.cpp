@@ -69,8 +69,8 @@ class NullDevice_t final : public IDirectSound {
     output_result_t CreateSoundBuffer(const DSBUFFERDESC* description, IDirectSoundBuffer** buffer,
                                       void*) override {
         const bool isPrimary = (description->dwFlags & DSBCAPS_PRIMARYBUFFER) != 0;
-        *buffer = new (std::nothrow) NullBuffer_t(isPrimary ? primaryBytes : description->dwBufferBytes);
-        return *buffer ? outputOk : DSERR_GENERIC;
+        return MakeSoftwareBuffer<NullBuffer_t>(isPrimary ? primaryBytes : description->dwBufferBytes,
+                                                buffer);
     }
 
   private:
@@ -84,6 +84,6 @@ output_result_t Open(IDirectSound** directSound) {
 
 }  // namespace
 
-const output_backend_t nullBackend{"null", "paced by the clock, heard by nobody", Open, false};
+const output_backend_t nullBackend{"null", "paced by the clock, heard by nobody", Open, false, false};
 
 }  // namespace platform

@@ -4,8 +4,8 @@
 
 namespace platform {
 namespace {
-const output_backend_t* const backends[] = {&nullBackend, &manualBackend};
-std::atomic<const output_backend_t*> selected{&nullBackend};
+const output_backend_t* const backends[] = {&systemBackend, &nullBackend, &manualBackend};
+std::atomic<const output_backend_t*> selected{&systemBackend};
 }  // namespace
 
 std::span<const output_backend_t* const> OutputBackends() noexcept { return backends; }

@@ -12,9 +12,11 @@ struct output_backend_t {
     const char* name;
     const char* description;
     output_result_t (*open)(IDirectSound** directSound);
-    bool movesTime;  // time stands still but for what this backend's owner plays (manual_clock.h)
+    bool movesTime;    // time stands still but for what this backend's owner plays (manual_clock.h)
+    bool tellsStatus;  // output_status.h is about it
 };
 
+extern const output_backend_t systemBackend;  // alsa_output.cpp: what the machine is heard through
 extern const output_backend_t nullBackend;    // null_output.cpp: paced by the clock, heard by nobody
 extern const output_backend_t manualBackend;  // manual_output.cpp: moves only when its owner plays it
 

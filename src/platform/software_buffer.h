@@ -2,6 +2,7 @@
 // locking.
 #pragma once
 
+#include <new>
 #include <vector>
 
 #include "platform/sound_output.h"
@@ -32,5 +33,16 @@ class SoftwareBuffer_t : public IDirectSoundBuffer {
 
     std::vector<uint8_t> memory;
 };
+
+// A new buffer of that class; fails if there is no memory for it.
+template <typename Buffer>
+output_result_t MakeSoftwareBuffer(uint32_t bytes, IDirectSoundBuffer** buffer) {
+    try {
+        *buffer = new Buffer(bytes);
+        return outputOk;
+    } catch (const std::bad_alloc&) {
+        return DSERR_GENERIC;
+    }
+}
 
 }  // namespace platform

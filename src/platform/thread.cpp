@@ -5,13 +5,17 @@
 #include <sched.h>
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <cstdio>
+#include <exception>
+#include <memory>
 #include <mutex>
 #include <new>
-#include <system_error>
 #include <thread>
 
+#include "platform/debug_output.h"
 #include "platform/manual_clock.h"
 
 namespace platform {
@@ -47,20 +51,19 @@ class Thread_t {
 Thread_t* StartThread(void (*body)(void*), void* argument) {
     ManualClock_t* clock = CurrentManualClock();
     if (clock && clock->refuseThread) return nullptr;
-    auto* started = new (std::nothrow) Thread_t;
+    std::unique_ptr<Thread_t> started(new (std::nothrow) Thread_t);
     if (!started) return nullptr;
     started->body = body;
     started->argument = argument;
     started->clock = clock;
-    if (clock) started->task = clock->AddThread();
     try {
-        started->thread = std::thread(&Thread_t::Run, started);
-    } catch (const std::system_error&) {
-        if (clock) clock->RemoveThread(started->task);
-        delete started;
+        if (clock) started->task = clock->AddThread();
+        started->thread = std::thread(&Thread_t::Run, started.get());
+    } catch (const std::exception&) {  // no thread, or no memory for one
+        if (started->task) clock->RemoveThread(started->task);
         return nullptr;
     }
-    return started;
+    return started.release();
 }
 
 bool JoinThread(Thread_t* thread, uint32_t timeoutMs) {
@@ -70,11 +73,47 @@ bool JoinThread(Thread_t* thread, uint32_t timeoutMs) {
     return true;
 }
 
-void RaiseThreadPriority() noexcept {
-    sched_param parameters{};
-    parameters.sched_priority = sched_get_priority_max(SCHED_FIFO);
-    if (pthread_setschedparam(pthread_self(), SCHED_FIFO, &parameters) == 0) return;
-    setpriority(PRIO_PROCESS, 0, -20);  // of this thread alone, and only where the process may
+namespace {
+
+rlim_t LimitOf(decltype(RLIMIT_NICE) resource) noexcept {
+    rlimit limit{};
+    return getrlimit(resource, &limit) == 0 ? limit.rlim_cur : 0;
+}
+
+// An ordinary user may be allowed a real-time priority up to a limit.
+bool TakeRealTimePriority() noexcept {
+    const int highest = sched_get_priority_max(SCHED_FIFO);
+    const auto limit =
+        static_cast<int>(std::min<rlim_t>(LimitOf(RLIMIT_RTPRIO), static_cast<rlim_t>(highest)));
+    for (const int priority : {highest, limit}) {
+        sched_param parameters{};
+        parameters.sched_priority = priority;
+        if (priority > 0 && pthread_setschedparam(pthread_self(), SCHED_FIFO, &parameters) == 0) return true;
+    }
+    return false;
+}
+
+// Of this thread alone. The limit is 20 less the lowest nice value that the process may have.
+bool TakeRaisedPriority() noexcept {
+    const auto limit = static_cast<int>(std::min<rlim_t>(LimitOf(RLIMIT_NICE), 40));
+    for (const int nice : {-20, 20 - limit}) {
+        if (nice < 0 && setpriority(PRIO_PROCESS, 0, nice) == 0) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+thread_priority_t RaiseThreadPriority(const char* what) noexcept {
+    if (CurrentManualClock()) return thread_priority_t::ordinary;
+    const thread_priority_t got = TakeRealTimePriority() ? thread_priority_t::realTime
+                                  : TakeRaisedPriority() ? thread_priority_t::raised
+                                                         : thread_priority_t::ordinary;
+    constexpr const char* words[] = {"the ordinary", "a raised", "real-time"};
+    char line[128];
+    std::snprintf(line, sizeof line, "%s: %s priority\n", what, words[static_cast<int>(got)]);
+    OutputDebugLine(line);
+    return got;
 }
 
 }  // namespace platform

@@ -14,7 +14,10 @@ class Thread_t;
 // timeoutMs, and may be joined again.
 [[nodiscard]] bool JoinThread(Thread_t* thread, uint32_t timeoutMs);
 
-// Gives the calling thread the highest priority that the process may have; otherwise it stays as it is.
-void RaiseThreadPriority() noexcept;
+enum class thread_priority_t { ordinary, raised, realTime };
+
+// Gives the calling thread the highest priority that the process may have, and tells the debug output what
+// `what` ("Mixing thread") got. Under the manual clock nobody is late: there it stays as it is.
+thread_priority_t RaiseThreadPriority(const char* what) noexcept;
 
 }  // namespace platform

@@ -15,11 +15,8 @@ constexpr int32_t openForReading = 0, createForWriting = 1;
 // Every sound of the map, in its order. The action may destroy the sound.
 template <typename Action>
 void ForEachSound(const Archive_t& archive, Action act) {
-    String_t key;
-    void* sound = nullptr;
     for (void* position = archive.StartPosition(); position;) {
-        archive.GetNext(position, key, sound);
-        if (sound) act(static_cast<Sound_t*>(sound));
+        if (void* sound = archive.NextValue(position)) act(static_cast<Sound_t*>(sound));
     }
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "platform/files.h"
 #include "sounds/sound_file.h"
 
 Sound_t::Sound_t() : name(defaultSoundName) {}
@@ -15,7 +16,7 @@ Sound_t::~Sound_t() {
 bool Sound_t::IsASortOf(const char* className) const { return SameText(className, "Sound"); }
 
 void Sound_t::LoadFromFile(const char* path) {
-    FILE* file = std::fopen(path, "rb");
+    FILE* file = platform::OpenRegularFile(path);
     if (!file) return;
     LoadFromStdio(file);
     std::fclose(file);

@@ -162,11 +162,8 @@ void SetDefaultSound(const char* className, Sound_t* sound) {
 void Sound_t::FreeAll() {
     using namespace AudioSystem;
     const tableLock_t lock(soundTableLock);
-    String_t key;
-    void* archive = nullptr;
     for (void* position = soundTable.StartPosition(); position;) {
-        soundTable.GetNext(position, key, archive);
-        delete static_cast<Archive_t*>(archive);
+        delete static_cast<Archive_t*>(soundTable.NextValue(position));
     }
     soundTable.RemoveAll();
 }

@@ -2,6 +2,7 @@
 
 #include "core/settings.h"
 #include "foundation/binary_stream.h"
+#include "platform/files.h"
 #include "sounds/typed_sound.h"
 #include "streaming/stream_sound.h"
 
@@ -41,7 +42,7 @@ void BaseStream_t::Serialize(BinaryStream& stream, bool writing) {
 
 void BaseStream_t::LoadFromFile(const char* newPath) {
     if (file) std::fclose(file);
-    file = std::fopen(newPath, "rb");
+    file = platform::OpenRegularFile(newPath);
     if (!file) return;
     LoadFromStdio(file);
     path = newPath;
@@ -64,15 +65,10 @@ void LoadDataSupply(Sound_t* sound) {
 void LoadStreams() {
     if (!initialized) return;
     const platform::CriticalSectionLock_t lock(soundTableLock);
-    String_t key;
-    void* archive = nullptr;
-    void* sound = nullptr;
     for (void* position = soundTable.StartPosition(); position;) {
-        soundTable.GetNext(position, key, archive);
-        const auto& sounds = *static_cast<Archive_t*>(archive);
+        const auto& sounds = *static_cast<Archive_t*>(soundTable.NextValue(position));
         for (void* at = sounds.StartPosition(); at;) {
-            sounds.GetNext(at, key, sound);
-            LoadDataSupply(static_cast<Sound_t*>(sound));
+            LoadDataSupply(static_cast<Sound_t*>(sounds.NextValue(at)));
         }
     }
 }

@@ -26,9 +26,7 @@ class CompressedStreamSound_t : public BaseStream_t {
     // Moves a voice's window of decoded frames to start up to end, and decodes from frame decodedEnd on.
     bool MoveDecoded(frame_window_t& window, uint32_t start, uint32_t end, uint32_t decodedEnd,
                      void* decoderState);
-    bool ResetDecoded(frame_window_t& window, uint32_t newPos) {
-        return decodedPages.Move(window, newPos, newPos);
-    }
+    void ResetDecoded(frame_window_t& window, uint32_t newPos) { decodedPages.Reset(window, newPos); }
     void ReleaseDecoded(frame_window_t& window) { (void)decodedPages.Drop(window); }
 
     static Sound_t* GetDefaultSound();

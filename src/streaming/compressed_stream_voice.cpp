@@ -74,7 +74,7 @@ void CompressedStreamVoice_t::SetPos(uint32_t target) {
     Voice_t::SetPos(target);
     isMoving = false;
     (void)HoldUpTo(position);
-    (void)streamSound->ResetDecoded(window, position);
+    streamSound->ResetDecoded(window, position);
 }
 
 bool CompressedStreamVoice_t::IsCompatibleSound(Sound_t* sound) {

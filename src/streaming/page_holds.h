@@ -28,13 +28,15 @@ class PageHolds_t {
     void DropAll();
     uint64_t HeldBytes() const;
 
-  private:
     struct run_t {
         FilePages_t* pages;
         page_span_t span;
-        page_span_t kept;  // the part that its partner in the other list has, too
+        page_span_t kept;  // inside Update: the part that its partner in the other list has, too
     };
+    // One hold on each page of each run; a page may stand in several.
+    const std::vector<run_t>& Held() const { return held; }
 
+  private:
     void PairUp();
     bool AcquireNew();
 

@@ -1,0 +1,29 @@
+// fault_injection.h - makes the n-th call of one kind behind the platform's seam fail. The linker hands those
+// calls over (--wrap, tests/CMakeLists.txt): the library itself knows nothing of it.
+#pragma once
+
+#include <cstdint>
+#include <ostream>
+
+enum class fault_t {
+    reserve,     // ReservePages, AllocateZeroPages
+    commit,      // CommitPages
+    decommit,    // DecommitPages
+    thread,      // StartThread
+    event,       // Event_t::Create
+    openFile,    // OpenRegularFile, fopen
+    readFile,    // fread: nothing is read
+    seekFile,    // fseek, fseeko
+    device,      // any call of the device or its buffer: fails
+    lostBuffer,  // Lock alone: the buffer is lost
+    allocation,  // operator new, in all its forms; only where the test asks for it
+};
+
+constexpr const char* faultNames[] = {"reserve", "commit",     "decommit",  "thread",
+                                      "event",   "openFile",   "readFile",  "seekFile",
+                                      "device",  "lostBuffer", "allocation"};
+
+// The n-th call of that kind fails, counted from 1, and so do `more` calls behind it.
+void ArmFault(fault_t kind, uint32_t n, uint32_t more = 0);
+// Nothing fails any more. Whether the armed call was ever made.
+bool DisarmFault();

@@ -1,0 +1,123 @@
+// fault_test.cpp - one thing that can fail does, at its first call, at its second, and so on until a whole
+// program has run without meeting it. The engine must live through each of them, hold what always holds,
+// leave nothing behind, and sound as ever afterwards.
+#include <ringmix/base_wrapper.h>
+
+#include "fault_injection.h"
+#include "fuzz/invariants.h"
+#include "stream_fixture.h"
+#include "streaming/raw_stream_sound.h"
+
+namespace {
+
+using namespace AudioSystem;
+
+constexpr const char* tags[] = {"sn", "isn", "ssn", "iss"};
+
+class Fault_t : public StreamFixture_t {
+  protected:
+    void SetUp() override {
+        StreamFixture_t::SetUp();
+        platform::SetDebugSink(nullptr);  // the fixture's takes memory
+        for (const char* tag : tags) {
+            folder.Write(std::string("sound.") + tag, tag[0] == 'i' ? ImaOf("sound", 30'000, 256, {})
+                                                                    : SoundImage("sound", 30'000, {}, Ramp));
+        }
+        MakeArchive();
+    }
+
+    void MakeArchive() const {
+        StartWith(4096, 2);
+        LoadSound(folder.At("sound.ssn").c_str(), "ssn");
+        SaveArchive(folder.At("archive").c_str(), "ssn");
+        DeInitialize();
+    }
+
+    // Everything that a host does, with everything that may go wrong with it. Only the start takes an armed
+    // `allocation`. Empty if the engine did not start.
+    frames_t RunProgram(fault_t kind) const {
+        platform::ResetManualOutput();
+        ClearCosts();
+        const bool isRunning = Initialize(nullptr, true, 4096, 3, 4096);
+        if (kind == fault_t::allocation) wasMade = DisarmFault();
+        EXPECT_EQ(isRunning, IsInitialized());
+        if (!isRunning) {
+            EXPECT_TRUE(!device && !mixThread && !ringEntries && !defaultSounds);
+            return {};
+        }
+        SetWorstCaseFrameRate(60);
+        for (const char* tag : tags) LoadSound(folder.At(std::string("sound.") + tag).c_str(), tag);
+        LoadArchive(folder.At("archive").c_str(), nullptr);
+        frames_t heard;
+        PlayAll(heard, kind);
+        Voice_t::FreeAll();
+        LoadStreams();
+        if (kind != fault_t::decommit) fuzz::RequireNoPages();
+        DeInitialize();
+        return heard;
+    }
+
+    static void PlayAll(frames_t& heard, fault_t kind) {
+        auto* raw = new RawStreamSound_t("raw", 1, 16, 44100, 20'000, "raw");
+        const bool isEntered = GetSound("raw", "raw") == raw;
+        const std::vector<uint8_t> piece(6'000, 7);
+        std::vector<Voice_t*> voices;
+        for (const char* tag : tags) voices.push_back(GetSound("sound", tag)->CreateCompatibleVoice(0));
+        voices.push_back(GetSound("sound", nullptr)->CreateCompatibleVoice(2));
+        for (int tick = 0; tick < 8; ++tick) {
+            for (Voice_t* voice : voices) {
+                if (tick == 3) voice->SetPos(25'000);
+                voice->isLooping = tick > 3;
+                if (tick == 0 || tick == 3) voice->Play();
+            }
+            if (isEntered && tick % 2 == 0) raw->FeedData(piece.data(), static_cast<uint32_t>(piece.size()));
+            if (isEntered && tick == 1) raw->PlayOneShot();
+            if (tick == 2) GetSound("sound", "iss")->PlayOneShot();
+            if (tick == 5) platform::LoseManualBuffer();
+            LoadStreams();
+            RunTicks(1, 735, heard);
+            fuzz::RequireInvariants(kind != fault_t::decommit);
+        }
+        if (!isEntered) delete raw;
+    }
+
+    static inline bool wasMade = false;  // the armed call
+};
+
+class FaultOf : public Fault_t, public testing::WithParamInterface<fault_t> {};
+
+TEST_P(FaultOf, EachCallInTurnIsLivedThrough) {
+    const fault_t kind = GetParam();
+    const frames_t whole = RunProgram(fault_t::commit);
+    ASSERT_GT(whole.size(), 5'000u);
+    uint32_t n = 0, silent = 0;
+    do {
+        // Sanitized builds look at the first calls, of which a start is made, and at samples of the others.
+        n += RINGMIX_TEST_SANITIZED && !IsLongRun() && n > 24 ? 7 : 1;
+        for (const uint32_t more : {0u, 1u << 30}) {  // that call alone; that one and all behind it
+            SCOPED_TRACE(testing::Message() << "call " << n << (more ? " and all behind it" : ""));
+            ArmFault(kind, n, more);
+            silent += RunProgram(kind).empty();
+            if (kind != fault_t::allocation) wasMade = DisarmFault();
+            ASSERT_EQ(platform::ManualCounts().devices + platform::ManualCounts().buffers, 0u);
+        }
+        if (n % 8 == 1 || !wasMade) {
+            ASSERT_TRUE(RunProgram(kind) == whole) << "after call " << n;
+        }
+    } while (wasMade && !HasFailure());
+    EXPECT_GT(n, 1u) << "the program makes no such call";
+    const bool isOfTheStart = kind == fault_t::thread || kind == fault_t::event ||
+                              kind == fault_t::allocation || kind == fault_t::device;
+    EXPECT_EQ(silent > 0, isOfTheStart) << "starts that failed";
+}
+
+INSTANTIATE_TEST_SUITE_P(, FaultOf,
+                         testing::Values(fault_t::reserve, fault_t::commit, fault_t::decommit,
+                                         fault_t::thread, fault_t::event, fault_t::openFile,
+                                         fault_t::readFile, fault_t::seekFile, fault_t::device,
+                                         fault_t::lostBuffer, fault_t::allocation),
+                         [](const auto& test) {
+                             return std::string(faultNames[static_cast<int>(test.param)]);
+                         });
+
+}  // namespace
