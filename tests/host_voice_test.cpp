@@ -148,7 +148,7 @@ TEST_F(HostVoice, EveryPlayEndsOnce) {
     };
     for (uint32_t step = 0; step < 6000; ++step) {
         if (voices.size() < 12) voices.push_back(MakeVoice(sounds[below(4)], {.isSliding = below(2) == 0}));
-        const uint32_t which = below(12);
+        const uint32_t which = below(static_cast<uint32_t>(voices.size()));
         const VoiceHandle_t voice = voices[which];
         const bool wasPlaying = voice.IsPlaying();
         switch (below(9)) {
