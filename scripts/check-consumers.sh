@@ -72,7 +72,8 @@ consume_with_pkg_config static "$(dirname "$(find "$stage/static" -name libringm
 consume_with_cmake subdirectory -DRINGMIX_SOURCES="$sources"
 
 # The manual page and the completion come from the program's own help: that they come at all is what can go wrong.
-MANPATH=$stage/prefix/share/man man --warnings -P cat ringmix 2>"$stage/warnings" | grep -q 'ringmix archive extract'
+MANPATH=$stage/prefix/share/man man --warnings -P cat ringmix >"$stage/page" 2>"$stage/warnings"
+grep -q 'ringmix archive extract' "$stage/page" || { echo "the manual page lacks subcommands"; exit 1; }
 [ ! -s "$stage/warnings" ] || { cat "$stage/warnings"; exit 1; }
 completed=$(PATH=$build:$PATH bash -c '. completions/ringmix; COMP_WORDS=(ringmix archive ex); COMP_CWORD=2
   _ringmix; echo "${COMPREPLY[@]}"; COMP_WORDS=(ringmix archive extract --t); COMP_CWORD=3; _ringmix

@@ -148,7 +148,7 @@ TEST_F(HostVoice, EveryPlayEndsOnce) {
     };
     for (uint32_t step = 0; step < 6000; ++step) {
         if (voices.size() < 12) voices.push_back(MakeVoice(sounds[below(4)], {.isSliding = below(2) == 0}));
-        const uint32_t which = below(12);
+        const uint32_t which = below(static_cast<uint32_t>(voices.size()));
         const VoiceHandle_t voice = voices[which];
         const bool wasPlaying = voice.IsPlaying();
         switch (below(9)) {
@@ -225,7 +225,8 @@ TEST_F(HostVoice, SoundsLikeTheEngine) {
         makeVoice();
         RunTicks(20, 735, heard);
         Voice_t::FreeAll();
-        RunTicks(60, 735, heard);  // until the ring has come round
+        RunTicks(52, 735,
+                 heard);  // in all two rounds of the ring: where stretches are cut is a matter of phase
         return heard;
     };
     const SoundHandle_t one = LoadRampImage("one", 3000, {.rateDivisor = 2, .isStereo = true}),
