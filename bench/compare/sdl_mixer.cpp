@@ -46,6 +46,14 @@ void NoteFirstSound(void* user, Uint8* bytes, int count) {
         first.atNs = WallNs();
 }
 
+// Its thread comes to it sooner or later; if it does not, there is no figure.
+template <typename Condition>
+void WaitFor(Condition isMet) {
+    constexpr double mostNs = 60e9;
+    for (const double start = WallNs(); !isMet() && WallNs() - start < mostNs;)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
 class SdlMixer_t final : public Mixer_t {
   public:
     SdlMixer_t() : Mixer_t("sdl_mixer") {
@@ -79,12 +87,14 @@ class SdlMixer_t final : public Mixer_t {
         }
         slice_t slice{8, ticks};
         Mix_SetPostMix(BehindMix, &slice);
-        while (!slice.isDone) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        WaitFor([&] { return slice.isDone.load(); });
         Mix_SetPostMix(nullptr, nullptr);
         Mix_HaltChannel(-1);
         for (Mix_Chunk* chunk : chunks) Mix_FreeChunk(chunk);
         Mix_CloseAudio();
-        return slice.isHeard ? slice.spentNs / (static_cast<double>(ticks) * framesPerTick * voices) : -1.0;
+        return slice.isDone && slice.isHeard
+                   ? slice.spentNs / (static_cast<double>(ticks) * framesPerTick * voices)
+                   : -1.0;
     }
 
     // On the dummy driver, which keeps real time. What a call-back mixes is heard when the buffer before it
@@ -105,12 +115,12 @@ class SdlMixer_t final : public Mixer_t {
                 Mix_SetPostMix(NoteFirstSound, &first);
                 const double start = WallNs();
                 Mix_PlayChannel(0, chunk, 0);
-                while (first.atNs == 0.0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+                WaitFor([&] { return first.atNs != 0.0; });
                 Mix_HaltChannel(0);
                 Mix_SetPostMix(nullptr, nullptr);
-                starts.push_back((first.atNs - start) * 1e-6 + bufferFrames / 44.1);
+                if (first.atNs != 0.0) starts.push_back((first.atNs - start) * 1e-6 + bufferFrames / 44.1);
             }
-            heardMs = Median(starts);
+            if (!starts.empty()) heardMs = Median(starts);
             Mix_FreeChunk(chunk);
             Mix_CloseAudio();
         }

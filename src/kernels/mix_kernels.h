@@ -52,7 +52,8 @@ struct taps_t {
     uint32_t step;
 };
 
-// Adds outputFrames output frames of all taps in one walk: each entry is read, rounded and written once.
+// Adds outputFrames output frames of all taps in one walk: each entry is read, rounded and written once. On
+// entries below 0, which are no sums of the format, the sets may differ.
 using taps_kernel_t = void (*)(double* entries, uint32_t ringAt, uint32_t outputFrames,
                                const taps_t& taps) noexcept;
 
