@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
@@ -21,10 +22,12 @@ constexpr int64_t idleNs = 5 * nsPerMs;  // until there is a buffer to play
 
 uint32_t FramesToMs(uint32_t frames) { return frames * 1000 / outputRateHz; }
 
-template <typename... Values>
-void Say(const char* form, Values... values) {
+[[gnu::format(printf, 1, 2)]] void Say(const char* form, ...) {
     char line[320];
-    std::snprintf(line, sizeof line, form, values...);
+    va_list values;
+    va_start(values, form);
+    std::vsnprintf(line, sizeof line, form, values);
+    va_end(values);
     OutputDebugLine(line);
 }
 
