@@ -23,6 +23,8 @@ constexpr const char* faultNames[] = {"reserve", "commit",     "decommit",  "thr
                                       "event",   "openFile",   "readFile",  "seekFile",
                                       "device",  "lostBuffer", "allocation"};
 
+inline void PrintTo(fault_t kind, std::ostream* out) { *out << faultNames[static_cast<int>(kind)]; }
+
 // The n-th call of that kind fails, counted from 1, and so do `more` calls behind it.
 void ArmFault(fault_t kind, uint32_t n, uint32_t more = 0);
 // Nothing fails any more. Whether the armed call was ever made.

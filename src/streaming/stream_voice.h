@@ -36,5 +36,5 @@ class StreamVoice_t : public Voice_t {
     bool HoldUpTo(uint64_t end);
 
     uint32_t lookAheadBytes = 0;  // the same distance, which no change of format rounds off
-    bool isMoving = false;  // inside SetPos: holds follow once, at its end
+    bool isMoving = false;        // inside SetPos: holds follow once, at its end
 };
