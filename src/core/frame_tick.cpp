@@ -74,8 +74,11 @@ void FetchAhead(const ListNode_t* node) {
     if (!voice.isPlaying) return;
     const uint64_t sourceFrames = uint64_t{LackingUnits(voice) >> 1} * voice.step >> 10;
     const uint64_t bytes = std::min<uint64_t>(sourceFrames * voice.bytesPerFrame, mostFetchedBytes);
-    const uint8_t* at = voice.samples + std::size_t{voice.position} * voice.bytesPerFrame;
-    for (uint64_t ahead = 0; ahead < bytes; ahead += cacheLineBytes) __builtin_prefetch(at + ahead);
+    // A number, not a pointer: nothing promises that it points anywhere.
+    const auto at =
+        reinterpret_cast<uintptr_t>(voice.samples) + std::size_t{voice.position} * voice.bytesPerFrame;
+    for (uint64_t ahead = 0; ahead < bytes; ahead += cacheLineBytes)
+        __builtin_prefetch(reinterpret_cast<const void*>(at + ahead));
 }
 
 bool MixAhead(Voice_t& voice) {
