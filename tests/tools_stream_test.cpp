@@ -83,11 +83,16 @@ TEST_F(SceneStreams, SoundAsInMemory) {
     }
 }
 
-// A look-ahead that is too short for a tick loses the same frames whoever loads, in every run.
+// A look-ahead that is too short for a tick loses the same frames whoever loads, in every run, also where the
+// first passes find nothing to do.
 TEST_F(SceneStreams, LateFramesAreTheSameEveryTime) {
     const std::string head = "duration = 0.9\nframe_rate = 12\n" + Memory(4096, 1);
-    for (const char* stream : {"stream", "adpcm-stream"}) {
-        const std::string body = Sounds(stream) + events, first = Render(head + body);
+    std::string late = events;
+    late.replace(late.find("0.0"), 3, "0.3");
+    for (const auto& [stream, played] :
+         {std::pair("stream", std::string(events)), std::pair("adpcm-stream", std::string(events)),
+          std::pair("stream", late)}) {
+        const std::string body = Sounds(stream) + played, first = Render(head + body);
         const std::string table = last.out;
         EXPECT_NE(first, Render("duration = 0.9\nframe_rate = 12\n" + body));
         for (const char* loader : {"thread", "each-frame", "thread"}) {
@@ -136,6 +141,12 @@ TEST_F(SceneStreams, StatisticsAreExact) {
     EXPECT_EQ(run.out.substr(0, 4), "RIFF");
     EXPECT_EQ(run.out.size(), 44u + 4 * 4410);
     EXPECT_EQ(run.err.substr(0, 6), "stream");
+    // Two names of one sound are one row.
+    ASSERT_EQ(Run({"import", "c.wav", "c.ssn"}).status, 0);
+    const std::string named = "[[sound]]\nfile = \"c.ssn\"\nname = ";
+    Render("duration = 0.7\n" + named + "\"c\"\n" + named + "\"d\"\n" + play.substr(play.find("[[event]]")));
+    EXPECT_NE(last.out.find("\nc       4096        10 "), std::string::npos) << last.out;
+    EXPECT_EQ(last.out.find("\nd "), std::string::npos) << last.out;
 }
 
 TEST_F(SceneStreams, AreFoundInArchives) {

@@ -1,4 +1,6 @@
 // tools_verify_test.cpp - scenes checked against what they gave before, and scenes with bad days.
+#include <cctype>
+
 #include "tests/tool_fixture.h"
 
 namespace {
@@ -35,7 +37,10 @@ TEST_F(Verify, SaysWhereItDiffers) {
     Write("two.wav", two);
     WriteAudio("short.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, 44100, std::vector<double>(2 * 1'000));
     WriteAudio("mono.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 1, 44100, {0.0});
+    WriteAudio("fine.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_24, 2, 44100, {0.0, 0.0});
     const std::string hash = Run({"verify", "s.toml", "--hash"}).out.substr(0, 64);
+    std::string capitals = hash;
+    for (char& digit : capitals) digit = static_cast<char>(std::toupper(digit));
     const int heard = SampleAt(good, 12'345);
     const struct {
         std::string expected, out;
@@ -43,6 +48,7 @@ TEST_F(Verify, SaysWhereItDiffers) {
     } rows[] = {
         {"good.wav", "s.toml: equal to good.wav\n", 0},
         {hash, "s.toml: equal to " + hash + "\n", 0},
+        {capitals, "s.toml: equal to " + capitals + "\n", 0},
         {std::string(64, '0'),
          "its hash is " + hash + "\ns.toml: differs from " + std::string(64, '0') + "\n", 1},
         {"two.wav",
@@ -51,6 +57,7 @@ TEST_F(Verify, SaysWhereItDiffers) {
              "\n2 frames differ, by up to 16384 (-6.0 dBFS)\ns.toml: differs from two.wav\n",
          1},
         {"mono.wav", "", 1},
+        {"fine.wav", "", 1},
         {"missing.wav", "", 1},
     };
     for (const auto& row : rows) {
@@ -62,6 +69,9 @@ TEST_F(Verify, SaysWhereItDiffers) {
     }
     const std::string longer = Run({"verify", "s.toml", "short.wav"}).out;
     EXPECT_NE(longer.find("21050 frames longer than expected\n"), std::string::npos) << longer;
+    Write("none.toml", "duration = 0\n");
+    EXPECT_EQ(Run({"verify", "none.toml", "short.wav"}).out,
+              "1000 frames shorter than expected\nnone.toml: differs from short.wav\n");
     EXPECT_EQ(Run({"verify", "s.toml"}).status, 2);
     EXPECT_EQ(Run({"verify", "s.toml", "good.wav", "--hash"}).status, 2);
 }

@@ -25,10 +25,7 @@ outcome_t AudioSource_t::Open(const std::filesystem::path& path) {
     return Success();
 }
 
-bool AudioSource_t::IsPcm() const {
-    const int subtype = info.format & SF_FORMAT_SUBMASK;
-    return subtype == SF_FORMAT_PCM_U8 || (subtype >= SF_FORMAT_PCM_S8 && subtype <= SF_FORMAT_PCM_32);
-}
+bool AudioSource_t::Is16Bit() const { return (info.format & SF_FORMAT_SUBMASK) == SF_FORMAT_PCM_16; }
 
 std::vector<int> AudioSource_t::ChannelMap() const {
     std::vector<int> map(Channels());

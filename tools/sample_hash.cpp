@@ -23,8 +23,14 @@ std::string SampleHash_t::Finish() {
 }
 
 bool SampleHash_t::IsHash(std::string_view text) {
-    const auto isDigit = [](char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'); };
-    return text.size() == SHA256_DIGEST_STRING_LENGTH - 1 && std::all_of(text.begin(), text.end(), isDigit);
+    return text.size() == SHA256_DIGEST_STRING_LENGTH - 1 &&
+           text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
+}
+
+bool SampleHash_t::AreEqual(std::string_view one, std::string_view other) {
+    const auto value = [](char digit) { return digit >= 'A' && digit <= 'F' ? digit - 'A' + 'a' : digit; };
+    return std::equal(one.begin(), one.end(), other.begin(), other.end(),
+                      [&](char a, char b) { return value(a) == value(b); });
 }
 
 }  // namespace tools

@@ -20,7 +20,9 @@ class SampleHash_t {
     void Add(const uint8_t* bytes, size_t count);
     std::string Finish();  // 64 hexadecimal digits; once
 
+    // Of texts that people hand over, in small letters or capitals.
     static bool IsHash(std::string_view text);
+    static bool AreEqual(std::string_view one, std::string_view other);
 
   private:
     struct state_t;

@@ -1,15 +1,17 @@
 #include "tools/scene_loader.h"
 
-#include "core/settings.h"
 #include "sounds/sound.h"
 #include "streaming/base_stream.h"
+#include "streaming/file_pages.h"
 #include "tools/scene_sounds.h"
 
 namespace tools {
 
 SceneLoader_t::SceneLoader_t(const scene_t& ownerScene, const SceneSounds_t& sounds) : scene(ownerScene) {
     for (const auto& [name, sound] : sounds.Loaded()) {
-        if (StreamWatch_t::PagesOf(*sound)) watches.emplace_back(name, *sound, scene.loaderDelayFrames);
+        const FilePages_t* pages = StreamWatch_t::PagesOf(*sound);
+        // A sound may have several names; it is watched, and told of, under the first.
+        if (pages && !pages->watch) watches.emplace_back(name, *sound, scene.loaderDelayFrames);
     }
 }
 
@@ -27,10 +29,12 @@ outcome_t SceneLoader_t::Start() {
     return thread ? Success() : Failure(scene.path.string(), "Its loader thread cannot be started");
 }
 
+// Every signal is a pass, also where nothing is posted, which costs next to nothing. It must not wait for
+// anything else, not even for no time: on the manual clock that would end the host's wait before the pass.
 void SceneLoader_t::Run(void* loader) {
     auto& self = *static_cast<SceneLoader_t*>(loader);
     while (self.passEvent.Wait(platform::waitForever) == platform::waitSignalled && !self.isEnding) {
-        if (AudioSystem::streamEvent.Wait(0) == platform::waitSignalled) AudioSystem::LoadStreams();
+        AudioSystem::LoadStreams();
         self.idleEvent.Set();
     }
 }

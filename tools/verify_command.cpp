@@ -42,17 +42,16 @@ class Comparison_t {
   public:
     outcome_t Open(const std::string& path) {
         if (outcome_t opened = file.Open(path); !opened) return opened;
-        if (file.Channels() == 2 && file.RateHz() == outputRateHz && file.IsPcm()) return Success();
-        return Failure(path, "Not a PCM wave file of 44100 Hz in stereo, as render writes it");
+        if (file.Channels() == 2 && file.RateHz() == outputRateHz && file.Is16Bit()) return Success();
+        return Failure(path, "Not a wave file of 44100 Hz in 16-bit stereo, as render writes it");
     }
 
     outcome_t Take(const uint8_t* bytes, size_t count) {
         for (size_t at = 0; at < count; at += 2) {
-            if (next == block.size()) {
-                if (outcome_t read = file.ReadBlock(block); !read) return read;
-                next = 0;
+            if (next == block.size() && !hasEnded) {
+                if (outcome_t read = ReadBlock(); !read) return read;
             }
-            if (block.empty()) {  // the file has ended
+            if (hasEnded) {
                 framesBeyond += at % 4 == 0 ? 1 : 0;
                 continue;
             }
@@ -65,8 +64,8 @@ class Comparison_t {
     // At the end of the scene: what the file still holds.
     outcome_t Finish() {
         framesMissing = (block.size() - next) / 2;
-        while (!block.empty()) {
-            if (outcome_t read = file.ReadBlock(block); !read) return read;
+        while (!hasEnded) {
+            if (outcome_t read = ReadBlock(); !read) return read;
             framesMissing += block.size() / 2;
         }
         return Success();
@@ -89,6 +88,13 @@ class Comparison_t {
     }
 
   private:
+    outcome_t ReadBlock() {
+        outcome_t read = file.ReadBlock(block);
+        next = 0;
+        hasEnded = block.empty();
+        return read;
+    }
+
     static void PrintLength(uint64_t frames, const char* word) {
         std::printf("%llu frames %s than expected\n", static_cast<unsigned long long>(frames), word);
     }
@@ -109,6 +115,7 @@ class Comparison_t {
     AudioSource_t file;
     std::vector<double> block;
     size_t next = 0;
+    bool hasEnded = false;  // the file; nothing more is asked of it then
     uint64_t samples = 0, firstSample = 0, lastFrame = 0;
     uint64_t framesDiffering = 0, framesBeyond = 0, framesMissing = 0;
     int firstHeard = 0, firstWanted = 0, largest = 0;
@@ -152,7 +159,7 @@ int Verify(const arguments_t& arguments) {
         return exitSuccess;
     }
     if (!comparison) {
-        const bool isEqual = digits == arguments.expected;
+        const bool isEqual = SampleHash_t::AreEqual(digits, arguments.expected);
         if (!isEqual) std::printf("its hash is %s\n", digits.c_str());
         return Verdict(arguments, isEqual);
     }
