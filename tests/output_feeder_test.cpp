@@ -247,6 +247,26 @@ TEST_F(Feeding_t, StopsLoseNothing) {
     EXPECT_EQ(feeder->Status().underruns, 0u);
 }
 
+// A feeder that the device keeps waiting steers by the time at which it came: a cursor that went back by one
+// frame would be taken for a device that has overtaken what was written.
+TEST(PlayRing, CursorsNeverGoBack) {
+    std::vector<uint8_t> memory(loopFrames * 4);
+    PlayRing_t ring(memory);
+    ring.Play(0);
+    uint32_t write = 0, play = 0;
+    for (int64_t ms = 10; ms < 150; ms += 10) {
+        const uint32_t nextWrite = ring.WriteCursor(ms * nsPerMs), nextPlay = ring.PlayCursor(ms * nsPerMs);
+        EXPECT_GE(nextWrite, write);
+        EXPECT_GE(nextPlay, play);
+        ring.SetLatency(ms % 20 ? 1000 : 100);
+        ring.Steer((ms - 9) * nsPerMs, ms % 20 ? 1e6 : -1e6);
+        write = ring.WriteCursor(ms * nsPerMs);
+        play = ring.PlayCursor(ms * nsPerMs);
+        EXPECT_GE(write, nextWrite) << "at " << ms << " ms";
+        EXPECT_GE(play, nextPlay);
+    }
+}
+
 // The memory goes round and round, and only silence is heard of it.
 TEST_F(Feeding_t, IsSilentPastWhatWasWritten) {
     Begin(220, 44100, 882);
