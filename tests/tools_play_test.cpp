@@ -1,6 +1,7 @@
 // tools_play_test.cpp - `play`, `devices`, `volume` and `latency`: on the output that nobody hears, and
 // through a sound server.
 #include <fcntl.h>
+#include <ringmix/output_selection.h>
 #include <sys/wait.h>
 #include <termios.h>
 
@@ -34,6 +35,7 @@ class PlayProgram : public ToolTest {
 TEST_F(PlayProgram, SaysWhatIsWrong) {
     Write("a.sn", Numbers("a", 100));
     Write("broken.sn", Numbers("a", 100).substr(0, 200));
+    setenv("PULSE_SERVER", "unix:/nonexistent", 0);  // named, so that none is started
     const struct {
         std::vector<std::string> arguments;
         int status;
@@ -149,7 +151,9 @@ class RealOutputProgram : public PlayProgram {
         if (!SoundServer_t::IsInstalled())
             GTEST_SKIP() << "pulseaudio and pulseaudio-utils are not installed";
         ASSERT_TRUE(server.Start());
+        ASSERT_TRUE(OutputSelection_t::SetLead(100));  // the machine may be busy
     }
+    void TearDown() override { OutputSelection_t::SetLead(0); }
     SoundServer_t server;
 };
 
@@ -162,17 +166,16 @@ TEST_F(RealOutputProgram, PlaysWhatTheFileHolds) {
         ASSERT_TRUE(recorder.Start());
         const run_t run = Run({"play", "numbers.ssn"});
         EXPECT_EQ(run.status, 0) << run.err;
-        EXPECT_NE(run.out.find("0 losses"), std::string::npos) << run.out;
         SleepMs(300);
         recorder.Stop();
         std::vector<int16_t> heard;
         for (const frame_t& frame : recorder.Frames()) {
             if (frame != frame_t{}) heard.push_back(frame.left);
         }
-        bool isWhole = heard.size() == frames;
+        bool isWhole = heard.size() == frames && run.out.find(" 0 losses") != std::string::npos;
         for (uint32_t i = 0; isWhole && i < frames; ++i) isWhole = heard[i] == Ramp(i);
         if (isWhole) return;
-        ASSERT_LT(attempt, 4) << heard.size() << " frames were heard; " << run.out;
+        ASSERT_LT(attempt, 10) << heard.size() << " frames were heard; " << run.out;
     }
 }
 

@@ -192,8 +192,7 @@ class SystemDevice_t final : public IDirectSound {
         const bool isPrimary = (description->dwFlags & DSBCAPS_PRIMARYBUFFER) != 0;
         const uint32_t bytes = isPrimary ? primaryBytes : description->dwBufferBytes;
         if (bytes == 0 || bytes % outputFrameBytes != 0) return DSERR_INVALIDPARAM;
-        *buffer = new (std::nothrow) SystemBuffer_t(bytes, playback);
-        return *buffer ? outputOk : DSERR_GENERIC;
+        return MakeSoftwareBuffer<SystemBuffer_t>(bytes, buffer, playback);
     }
 
   private:

@@ -82,6 +82,8 @@ int64_t OutputFeeder_t::Step(int64_t nowNs) {
 }
 
 int64_t OutputFeeder_t::Feed(int64_t nowNs) {
+    // However long it took to open and until there was a buffer to play: only what was fed can move.
+    if (handedFrames == 0 && recoveries == 0) progressNs = nowNs;
     const long queued = pcm.QueuedFrames();
     if (queued < 0) return Recover(nowNs, static_cast<int>(queued));
     if (isFed && queued == 0) {

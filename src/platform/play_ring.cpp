@@ -19,13 +19,15 @@ constexpr double steerLimit = 0.05;  // of the rate
 
 }  // namespace
 
-uint64_t PlayRing_t::ClockFrames(int64_t nowNs) const {
-    if (!isRunning) return takenFrames;
+uint64_t PlayRing_t::ClockFrames(int64_t nowNs) {
+    if (!isRunning) return clockFrames;
     const auto elapsedNs = static_cast<double>(std::max<int64_t>(nowNs - clockBaseNs, 0));
-    return std::max(static_cast<uint64_t>(clockBaseFrames + elapsedNs * 1e-9 * clockRateHz), takenFrames);
+    const auto frames = static_cast<uint64_t>(clockBaseFrames + elapsedNs * 1e-9 * clockRateHz);
+    clockFrames = std::max(frames, clockFrames);
+    return clockFrames;
 }
 
-uint64_t PlayRing_t::Position(int64_t nowNs) const {
+uint64_t PlayRing_t::Position(int64_t nowNs) {
     return takenPosition + (isPlaying ? ClockFrames(nowNs) - takenFrames : 0);
 }
 
@@ -40,7 +42,7 @@ void PlayRing_t::Stop(int64_t nowNs) {
     isPlaying = false;
 }
 
-uint32_t PlayRing_t::WriteCursor(int64_t nowNs) const {
+uint32_t PlayRing_t::WriteCursor(int64_t nowNs) {
     return static_cast<uint32_t>(Position(nowNs) % LoopFrames()) * outputFrameBytes;
 }
 

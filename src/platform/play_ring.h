@@ -31,8 +31,9 @@ class PlayRing_t {
     void Play(int64_t nowNs);  // the first call starts the clock
     void Stop(int64_t nowNs);
 
-    uint32_t WriteCursor(int64_t nowNs) const;
-    // What is being heard: the write cursor less the latency below it. Never goes back.
+    // Neither cursor ever goes back.
+    uint32_t WriteCursor(int64_t nowNs);
+    // What is being heard: the write cursor less the latency below it.
     uint32_t PlayCursor(int64_t nowNs);
 
     // Tells that these bytes have been written. The last byte of the latest write is the end of what there is
@@ -51,8 +52,8 @@ class PlayRing_t {
     void SetLatency(uint32_t frames) { latencyFrames = frames; }
 
   private:
-    uint64_t ClockFrames(int64_t nowNs) const;
-    uint64_t Position(int64_t nowNs) const;
+    uint64_t ClockFrames(int64_t nowNs);
+    uint64_t Position(int64_t nowNs);
     void TakeDueFrames(int64_t nowNs);
     void Append(uint64_t position, uint32_t frames);
     uint32_t LoopFrames() const { return static_cast<uint32_t>(memory.size()) / outputFrameBytes; }
@@ -63,6 +64,7 @@ class PlayRing_t {
     double clockBaseFrames = 0;  // what the clock showed at clockBaseNs
     int64_t clockBaseNs = 0;
     double clockRateHz = outputRateHz;
+    uint64_t clockFrames = 0;  // the latest answer: whoever steers comes with an older time than who looks
 
     uint64_t takenFrames = 0;    // of the clock
     uint64_t takenPosition = 0;  // of the buffer; the two differ by the times in which it stood

@@ -35,10 +35,10 @@ class SoftwareBuffer_t : public IDirectSoundBuffer {
 };
 
 // A new buffer of that class; fails if there is no memory for it.
-template <typename Buffer>
-output_result_t MakeSoftwareBuffer(uint32_t bytes, IDirectSoundBuffer** buffer) {
+template <typename Buffer, typename... More>
+output_result_t MakeSoftwareBuffer(uint32_t bytes, IDirectSoundBuffer** buffer, const More&... more) {
     try {
-        *buffer = new Buffer(bytes);
+        *buffer = new Buffer(bytes, more...);
         return outputOk;
     } catch (const std::bad_alloc&) {
         return DSERR_GENERIC;
