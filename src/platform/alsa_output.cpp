@@ -10,9 +10,9 @@
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <exception>
 #include <memory>
 #include <new>
-#include <system_error>
 #include <thread>
 
 #include "platform/alsa_pcm.h"
@@ -64,7 +64,7 @@ class Playback_t {
     static bool Start(const std::shared_ptr<Playback_t>& playback) {
         try {
             playback->thread = std::thread([playback] { playback->Run(); });
-        } catch (const std::system_error&) {
+        } catch (const std::exception&) {  // no thread, or no memory for one
             return false;
         }
         std::unique_lock lock(playback->stateMutex);
@@ -92,6 +92,15 @@ class Playback_t {
     enum class state_t { opening, open, ended };
 
     void Run() {
+        try {
+            FeedUntilEnd();
+        } catch (const std::bad_alloc&) {
+            OutputDebugLine("No memory for the sound output\n");
+        }
+        SetState(state_t::ended);
+    }
+
+    void FeedUntilEnd() {
         const thread_priority_t priority = RaiseThreadPriority("Sound output thread");
         OutputFeeder_t feeder(heard, pcm, FirstLeadFrames(wantedLeadMs, priority), priority);
         if (feeder.Open(NowNs())) {
@@ -104,7 +113,6 @@ class Playback_t {
             }
             pcm.Close();
         }
-        SetState(state_t::ended);
     }
 
     void SetState(state_t newState) {
@@ -207,7 +215,12 @@ output_result_t Open(IDirectSound** directSound) {
         OutputDebugLine("No sound output: libasound is not installed\n");
         return DSERR_NODRIVER;
     }
-    const auto playback = std::make_shared<Playback_t>(*alsa);
+    std::shared_ptr<Playback_t> playback;
+    try {
+        playback = std::make_shared<Playback_t>(*alsa);
+    } catch (const std::bad_alloc&) {
+        return DSERR_GENERIC;
+    }
     if (!Playback_t::Start(playback)) return DSERR_NODRIVER;
     *directSound = new (std::nothrow) SystemDevice_t(playback);
     if (*directSound) return outputOk;
