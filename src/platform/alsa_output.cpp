@@ -182,19 +182,10 @@ class SystemBuffer_t final : public SoftwareBuffer_t {
     PlayRing_t ring;
 };
 
-class SystemDevice_t final : public IDirectSound {
+class SystemDevice_t final : public SoftwareDevice_t {
   public:
     explicit SystemDevice_t(std::shared_ptr<Playback_t> shared) : playback(std::move(shared)) {}
 
-    uint32_t Release() override {
-        delete this;
-        return 0;
-    }
-    output_result_t SetCooperativeLevel(void*, uint32_t) override { return outputOk; }
-    output_result_t GetCaps(DSCAPS* caps) override {
-        caps->dwFlags = 0;
-        return outputOk;
-    }
     output_result_t CreateSoundBuffer(const DSBUFFERDESC* description, IDirectSoundBuffer** buffer,
                                       void*) override {
         const bool isPrimary = (description->dwFlags & DSBCAPS_PRIMARYBUFFER) != 0;
@@ -204,7 +195,7 @@ class SystemDevice_t final : public IDirectSound {
     }
 
   private:
-    ~SystemDevice_t() { playback->End(); }
+    ~SystemDevice_t() override { playback->End(); }
 
     std::shared_ptr<Playback_t> playback;
 };

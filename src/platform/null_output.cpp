@@ -55,26 +55,14 @@ class NullBuffer_t final : public SoftwareBuffer_t {
     clock_t::time_point started;
 };
 
-class NullDevice_t final : public IDirectSound {
+class NullDevice_t final : public SoftwareDevice_t {
   public:
-    uint32_t Release() override {
-        delete this;
-        return 0;
-    }
-    output_result_t SetCooperativeLevel(void*, uint32_t) override { return outputOk; }
-    output_result_t GetCaps(DSCAPS* caps) override {
-        caps->dwFlags = 0;
-        return outputOk;
-    }
     output_result_t CreateSoundBuffer(const DSBUFFERDESC* description, IDirectSoundBuffer** buffer,
                                       void*) override {
         const bool isPrimary = (description->dwFlags & DSBCAPS_PRIMARYBUFFER) != 0;
         return MakeSoftwareBuffer<NullBuffer_t>(isPrimary ? primaryBytes : description->dwBufferBytes,
                                                 buffer);
     }
-
-  private:
-    ~NullDevice_t() = default;
 };
 
 output_result_t Open(IDirectSound** directSound) {

@@ -1,5 +1,5 @@
 // software_buffer.h - what the sound devices made of software share: the memory of a looping buffer and its
-// locking.
+// locking, and a plain device.
 #pragma once
 
 #include <new>
@@ -32,6 +32,23 @@ class SoftwareBuffer_t : public IDirectSoundBuffer {
     uint32_t SizeBytes() const { return static_cast<uint32_t>(memory.size()); }
 
     std::vector<uint8_t> memory;
+};
+
+// A device that takes every level and is not emulated; which buffers it makes is its own.
+class SoftwareDevice_t : public IDirectSound {
+  public:
+    uint32_t Release() override {
+        delete this;
+        return 0;
+    }
+    output_result_t SetCooperativeLevel(void*, uint32_t) override { return outputOk; }
+    output_result_t GetCaps(DSCAPS* caps) override {
+        caps->dwFlags = 0;
+        return outputOk;
+    }
+
+  protected:
+    virtual ~SoftwareDevice_t() = default;
 };
 
 // A new buffer of that class; fails if there is no memory for it.
