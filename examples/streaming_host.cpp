@@ -1,6 +1,6 @@
 // Music that is read from disk while it plays, effects on top: two streams in the queue of one voice, over
 // and over, and an effect every half second.
-//   streaming_host FIRST.ssn NAME SECOND.ssn NAME EFFECT.sn NAME [SECONDS [BACKEND]]
+//   streaming_host FIRST.ssn SECOND.ssn EFFECT.sn [SECONDS [BACKEND]]
 //
 // Both streams are .ssn files (or both .iss), of whatever formats. BACKEND is one of OutputSelection_t's;
 // without it the default one opens, or else "null", which plays in real time and is heard by nobody.
@@ -35,17 +35,14 @@ bool Start(const char* backend) {
     return Check(ringmix::Start(options));
 }
 
-bool Load(const char* path, const char* name, ringmix::SoundHandle_t& sound) {
-    return Check(ringmix::SoundHandle_t::Load(path, nullptr, sound)) &&
-           Check(ringmix::SoundHandle_t::Find(name, nullptr, sound));
+bool Load(const char* path, ringmix::SoundHandle_t& sound) {
+    return Check(ringmix::SoundHandle_t::Load(path, nullptr, sound));
 }
 
 // False if the sounds cannot be played.
 bool PlayMusicAndEffects(char** files, unsigned seconds) {
     ringmix::SoundHandle_t first, second, effect;
-    if (!Load(files[0], files[1], first) || !Load(files[2], files[3], second) ||
-        !Load(files[4], files[5], effect))
-        return false;
+    if (!Load(files[0], first) || !Load(files[1], second) || !Load(files[2], effect)) return false;
 
     // A voice asks for its first pages when it is made, and for those of a sound that is queued.
     ringmix::VoiceHandle_t music, shot;
@@ -78,14 +75,12 @@ bool PlayMusicAndEffects(char** files, unsigned seconds) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 7 || argc > 9) {
-        std::fprintf(
-            stderr,
-            "usage: streaming_host FIRST.ssn NAME SECOND.ssn NAME EFFECT.sn NAME [SECONDS [BACKEND]]\n");
+    if (argc < 4 || argc > 6) {
+        std::fprintf(stderr, "usage: streaming_host FIRST.ssn SECOND.ssn EFFECT.sn [SECONDS [BACKEND]]\n");
         return 2;
     }
-    const unsigned seconds = argc > 7 ? static_cast<unsigned>(std::strtoul(argv[7], nullptr, 10)) : 10;
-    if (!Start(argc > 8 ? argv[8] : nullptr)) return 1;
+    const unsigned seconds = argc > 4 ? static_cast<unsigned>(std::strtoul(argv[4], nullptr, 10)) : 10;
+    if (!Start(argc > 5 ? argv[5] : nullptr)) return 1;
     const bool hasPlayed = PlayMusicAndEffects(argv + 1, seconds);
     ringmix::Stop();  // frees voices and sounds
     return hasPlayed ? 0 : 1;
