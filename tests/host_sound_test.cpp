@@ -103,10 +103,31 @@ TEST_F(HostSound, StartSaysWhyItFails) {
     ExpectSays(ringmix::Start({.backend = "loud"}), problem_t::notFound, {"loud", "null, manual"});
     for (const float bad : {0.0f, -1.0f, std::nanf(""), HUGE_VALF})
         EXPECT_REFUSED(ringmix::Start({.worstCaseFramesPerSecond = bad}), badArgument);
-    platform::ManualSettings().refuseCreate = true;
-    ExpectSays(ringmix::Start(), problem_t::cannotStart, {"manual"});
-    platform::ManualSettings().refuseCreate = false;
+    struct case_t {
+        platform::manual_settings_t settings;
+        bool usePrimaryBuffer, hasThreads;
+        const char* reason;
+    };
+    const case_t cases[] = {
+        {{.refusedBufferCreations = 1}, false, true, "Cannot allocate secondary buffer"},
+        {{.refuseCreate = true}, false, true, "it refuses"},  // not the reason of the start before
+        {{.primaryBufferBytes = 20}, true, true, "size of the device's buffer is not usable"},
+        {{}, false, false, "no thread to mix on"},
+    };
+    for (const case_t& row : cases) {
+        platform::ManualSettings() = row.settings;
+        platform::RefuseManualThreads(!row.hasThreads);
+        ExpectSays(ringmix::Start({.usePrimaryBuffer = row.usePrimaryBuffer}), problem_t::cannotStart,
+                   {"manual", row.reason});
+    }
+    platform::ManualSettings() = {};
+    platform::RefuseManualThreads(false);
     EXPECT_OK(ringmix::Start());
+    ringmix::Stop();
+    ASSERT_TRUE(OutputSelection_t::SelectDevice("no-such-device"));
+    ExpectSays(ringmix::Start({.backend = "system"}), problem_t::cannotStart,
+               {"system", "no-such-device does not start: "});
+    EXPECT_TRUE(OutputSelection_t::SelectDevice("default"));
 }
 
 TEST_F(HostSound, ArchivesAreSavedAndReplacedWhole) {

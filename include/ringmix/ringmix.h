@@ -67,11 +67,47 @@ RINGMIX_EXPORT void ringmix_tick(void);
 RINGMIX_EXPORT void ringmix_set_worst_case_frame_rate(float frames_per_second);
 RINGMIX_EXPORT void ringmix_pause(void);
 RINGMIX_EXPORT void ringmix_resume(void);
+RINGMIX_EXPORT int ringmix_is_mixing(void);          /* inside ringmix_tick, while voices are mixed */
+RINGMIX_EXPORT int ringmix_is_device_emulated(void); /* and needs larger margins */
+
+/* ---- The output, as output_selection.h has it. What selects and sets does so before the start: 0, and no
+ * change, while the engine runs or for a name that there is not. Texts are the library's; null: no such. */
 
 RINGMIX_EXPORT uint32_t ringmix_backend_count(void);
-RINGMIX_EXPORT const char* ringmix_backend_name(uint32_t index); /* null: no such */
-/* The "manual" backend: plays that many frames into `out`, 2 words a frame, which may be null. */
+RINGMIX_EXPORT const char* ringmix_backend_name(uint32_t index);
+RINGMIX_EXPORT const char* ringmix_backend_description(uint32_t index);
+RINGMIX_EXPORT int ringmix_select_backend(const char* name);
+RINGMIX_EXPORT const char* ringmix_selected_backend(void);
+
+/* "system": the devices that there are. The count looks; the texts stay until it looks again. */
+RINGMIX_EXPORT uint32_t ringmix_device_count(void);
+RINGMIX_EXPORT const char* ringmix_device_name(uint32_t index);
+RINGMIX_EXPORT const char* ringmix_device_description(uint32_t index);
+RINGMIX_EXPORT int ringmix_select_device(const char* name); /* any name: the start tells whether it is one */
+RINGMIX_EXPORT const char* ringmix_selected_device(void);   /* until the next call of it */
+RINGMIX_EXPORT int ringmix_set_lead(uint32_t milliseconds); /* 0: what the thread's priority allows */
+
+typedef struct ringmix_output_status {
+    int is_open;
+    int is_real_time;
+    uint32_t rate_hz;
+    uint32_t channels;
+    uint32_t buffer_frames, period_frames;
+    uint32_t lead_frames; /* how far ahead the device is fed */
+    uint32_t underruns;   /* the device ran dry */
+    uint32_t losses;      /* the device failed and was opened again */
+    uint32_t jumps;       /* the device overtook what the engine had written */
+    char format[16];
+    char device[160];
+} ringmix_output_status;
+
+RINGMIX_EXPORT ringmix_output_status ringmix_get_output_status(void);
+
+/* "manual": plays that many frames into `out`, 2 words a frame, which may be null. */
 RINGMIX_EXPORT uint32_t ringmix_play_manual(int16_t* out, uint32_t frames);
+
+/* Receives diagnostic lines, on the host's thread or one of the engine's; must not block. Null: nobody. */
+RINGMIX_EXPORT void ringmix_set_debug_sink(void (*sink)(const char* line));
 
 /* ---- Sounds. A null archive name means "DefaultArchive". */
 
@@ -123,7 +159,10 @@ RINGMIX_EXPORT ringmix_problem ringmix_find_sound(const char* sound_name, const 
                                                   ringmix_sound* sound, ringmix_error* error);
 RINGMIX_EXPORT int ringmix_sound_is_alive(ringmix_sound sound);
 RINGMIX_EXPORT const char* ringmix_sound_name(ringmix_sound sound); /* the sound's own: copy it to keep it */
+RINGMIX_EXPORT const char* ringmix_sound_archive_name(ringmix_sound sound); /* likewise */
 RINGMIX_EXPORT ringmix_sound_info ringmix_sound_get_info(ringmix_sound sound);
+/* Reads now what the voices of a sound that streams have asked for. */
+RINGMIX_EXPORT ringmix_problem ringmix_sound_read_requested(ringmix_sound sound, ringmix_error* error);
 RINGMIX_EXPORT ringmix_problem ringmix_sound_free(ringmix_sound sound, ringmix_error* error);
 
 /* 1.0, 1.0, 1.0 and no flags. */
@@ -231,8 +270,13 @@ RINGMIX_EXPORT ringmix_problem ringmix_raw_stream_set_volume(ringmix_raw_stream 
                                                              float right);
 RINGMIX_EXPORT ringmix_problem ringmix_raw_stream_set_frequency(ringmix_raw_stream stream, float ratio);
 RINGMIX_EXPORT int ringmix_raw_stream_is_playing(ringmix_raw_stream stream);
-RINGMIX_EXPORT uint32_t ringmix_raw_stream_fed_frames(ringmix_raw_stream stream);
-RINGMIX_EXPORT uint32_t ringmix_raw_stream_played_frames(ringmix_raw_stream stream);
+
+typedef struct ringmix_raw_stream_statistics {
+    uint64_t resident_bytes;
+    uint32_t fed_frames, played_frames, capacity_frames;
+} ringmix_raw_stream_statistics;
+
+RINGMIX_EXPORT ringmix_raw_stream_statistics ringmix_raw_stream_get_statistics(ringmix_raw_stream stream);
 RINGMIX_EXPORT ringmix_voice ringmix_raw_stream_voice(ringmix_raw_stream stream);
 RINGMIX_EXPORT ringmix_problem ringmix_raw_stream_free(ringmix_raw_stream stream);
 
@@ -261,6 +305,21 @@ typedef struct ringmix_voice_statistics {
     float mix_seconds;
 } ringmix_voice_statistics;
 
+typedef enum ringmix_voice_kind {
+    RINGMIX_VOICE_SIMPLE = 0,
+    RINGMIX_VOICE_SLIDING = 1,
+    RINGMIX_VOICE_COMPRESSED = 2,
+    RINGMIX_VOICE_STREAM = 3,
+    RINGMIX_VOICE_COMPRESSED_STREAM = 4,
+    RINGMIX_VOICE_RAW_STREAM = 5
+} ringmix_voice_kind;
+
+/* Worst measured seconds an output frame; 0: unmeasured. Gain path: any volume or frequency but 1.0. */
+typedef struct ringmix_mix_costs {
+    float seconds[2][2][2]; /* [is 16 bits][is stereo][is gain path] */
+} ringmix_mix_costs;
+
+RINGMIX_EXPORT ringmix_mix_costs ringmix_get_mix_costs(ringmix_voice_kind kind);
 RINGMIX_EXPORT ringmix_statistics ringmix_get_statistics(void);
 RINGMIX_EXPORT ringmix_sound_statistics ringmix_sound_get_statistics(ringmix_sound sound);
 RINGMIX_EXPORT ringmix_voice_statistics ringmix_voice_get_statistics(ringmix_voice voice);
@@ -271,6 +330,8 @@ typedef struct ringmix_loader ringmix_loader;
 RINGMIX_EXPORT ringmix_loader* ringmix_loader_new(void);
 RINGMIX_EXPORT ringmix_problem ringmix_loader_start(ringmix_loader* loader, ringmix_error* error);
 RINGMIX_EXPORT void ringmix_loader_stop(ringmix_loader* loader);
+RINGMIX_EXPORT int ringmix_loader_is_running(const ringmix_loader* loader);
+RINGMIX_EXPORT uint32_t ringmix_loader_pass_count(const ringmix_loader* loader); /* since its start */
 RINGMIX_EXPORT void ringmix_loader_free(ringmix_loader* loader);
 /* For hosts with a loader of their own: what BaseWrapper_t has. 0, 258 after a time-out, 0xFFFFFFFF. */
 RINGMIX_EXPORT void ringmix_load_streams(void);
@@ -281,6 +342,8 @@ RINGMIX_EXPORT ringmix_pump* ringmix_pump_new(void);
 RINGMIX_EXPORT ringmix_problem ringmix_pump_start(ringmix_pump* pump, float ticks_per_second,
                                                   ringmix_error* error);
 RINGMIX_EXPORT void ringmix_pump_stop(ringmix_pump* pump);
+RINGMIX_EXPORT int ringmix_pump_is_running(const ringmix_pump* pump);
+RINGMIX_EXPORT uint32_t ringmix_pump_tick_count(const ringmix_pump* pump); /* since its start */
 RINGMIX_EXPORT void ringmix_pump_free(ringmix_pump* pump);
 
 #ifdef __cplusplus

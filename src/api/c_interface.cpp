@@ -98,8 +98,51 @@ void ringmix_tick() { AudioWrapper_t::MixVoices(); }
 void ringmix_set_worst_case_frame_rate(float rate) { AudioWrapper_t::SetWorstCaseFrameRate(rate); }
 void ringmix_pause() { AudioWrapper_t::Pause(); }
 void ringmix_resume() { AudioWrapper_t::Resume(); }
+int ringmix_is_mixing() { return AudioWrapper_t::IsMixing(); }
+int ringmix_is_device_emulated() { return AudioWrapper_t::IsDirSoundEmulationMode(); }
+
+// ---- The output
+
 uint32_t ringmix_backend_count() { return OutputSelection_t::GetBackendCount(); }
 const char* ringmix_backend_name(uint32_t index) { return OutputSelection_t::GetBackendName(index); }
+
+const char* ringmix_backend_description(uint32_t index) {
+    return OutputSelection_t::GetBackendDescription(index);
+}
+
+int ringmix_select_backend(const char* name) { return OutputSelection_t::SelectBackend(name); }
+const char* ringmix_selected_backend() { return OutputSelection_t::GetSelectedBackend(); }
+uint32_t ringmix_device_count() { return OutputSelection_t::GetDeviceCount(); }
+const char* ringmix_device_name(uint32_t index) { return OutputSelection_t::GetDeviceName(index); }
+
+const char* ringmix_device_description(uint32_t index) {
+    return OutputSelection_t::GetDeviceDescription(index);
+}
+
+int ringmix_select_device(const char* name) { return OutputSelection_t::SelectDevice(name); }
+const char* ringmix_selected_device() { return OutputSelection_t::GetSelectedDevice(); }
+int ringmix_set_lead(uint32_t milliseconds) { return OutputSelection_t::SetLead(milliseconds); }
+
+ringmix_output_status ringmix_get_output_status() {
+    const OutputStatus_t now = OutputSelection_t::GetStatus();
+    ringmix_output_status status{};
+    status.is_open = now.isOpen;
+    status.is_real_time = now.isRealTime;
+    status.rate_hz = now.rateHz;
+    status.channels = now.channels;
+    status.buffer_frames = now.bufferFrames;
+    status.period_frames = now.periodFrames;
+    status.lead_frames = now.leadFrames;
+    status.underruns = now.underruns;
+    status.losses = now.losses;
+    status.jumps = now.jumps;
+    static_assert(sizeof status.format == sizeof now.format && sizeof status.device == sizeof now.device);
+    std::memcpy(status.format, now.format, sizeof status.format);
+    std::memcpy(status.device, now.device, sizeof status.device);
+    return status;
+}
+
+void ringmix_set_debug_sink(void (*sink)(const char* line)) { OutputSelection_t::SetDebugSink(sink); }
 
 uint32_t ringmix_play_manual(int16_t* out, uint32_t frames) {
     return OutputSelection_t::PlayManual(out, frames);
@@ -129,6 +172,11 @@ ringmix_problem ringmix_find_sound(const char* sound_name, const char* archive_n
 
 int ringmix_sound_is_alive(ringmix_sound sound) { return Of(sound).IsAlive(); }
 const char* ringmix_sound_name(ringmix_sound sound) { return Of(sound).GetName(); }
+const char* ringmix_sound_archive_name(ringmix_sound sound) { return Of(sound).GetArchiveName(); }
+
+ringmix_problem ringmix_sound_read_requested(ringmix_sound sound, ringmix_error* error) {
+    return Answer(Of(sound).ReadRequested(), error);
+}
 
 ringmix_sound_info ringmix_sound_get_info(ringmix_sound sound) {
     const sound_info_t info = Of(sound).GetInfo();
@@ -311,12 +359,10 @@ ringmix_problem ringmix_raw_stream_set_frequency(ringmix_raw_stream stream, floa
 
 int ringmix_raw_stream_is_playing(ringmix_raw_stream stream) { return Of(stream).IsPlaying(); }
 
-uint32_t ringmix_raw_stream_fed_frames(ringmix_raw_stream stream) {
-    return Of(stream).GetStatistics().fedFrames;
-}
-
-uint32_t ringmix_raw_stream_played_frames(ringmix_raw_stream stream) {
-    return Of(stream).GetStatistics().playedFrames;
+ringmix_raw_stream_statistics ringmix_raw_stream_get_statistics(ringmix_raw_stream stream) {
+    const raw_stream_statistics_t statistics = Of(stream).GetStatistics();
+    return {statistics.residentBytes, statistics.fedFrames, statistics.playedFrames,
+            statistics.capacityFrames};
 }
 
 ringmix_voice ringmix_raw_stream_voice(ringmix_raw_stream stream) { return {Of(stream).GetVoice().id}; }
@@ -344,6 +390,15 @@ ringmix_statistics ringmix_get_statistics() {
     return statistics;
 }
 
+ringmix_mix_costs ringmix_get_mix_costs(ringmix_voice_kind kind) {
+    static_assert(RINGMIX_VOICE_RAW_STREAM == static_cast<int>(voice_kind_t::rawStream));
+    const mix_costs_t measured = GetMixCosts(static_cast<voice_kind_t>(kind));
+    ringmix_mix_costs costs;
+    static_assert(sizeof costs.seconds == sizeof measured.seconds);
+    std::memcpy(costs.seconds, measured.seconds, sizeof costs.seconds);
+    return costs;
+}
+
 ringmix_sound_statistics ringmix_sound_get_statistics(ringmix_sound sound) {
     const sound_statistics_t statistics = GetStatistics(Of(sound));
     return {statistics.residentBytes, statistics.wholeBytes, statistics.voices};
@@ -366,6 +421,12 @@ void ringmix_loader_stop(ringmix_loader* loader) {
     if (loader) loader->loader.Stop();
 }
 
+int ringmix_loader_is_running(const ringmix_loader* loader) { return loader && loader->loader.IsRunning(); }
+
+uint32_t ringmix_loader_pass_count(const ringmix_loader* loader) {
+    return loader ? loader->loader.GetPassCount() : 0;
+}
+
 void ringmix_loader_free(ringmix_loader* loader) { delete loader; }
 void ringmix_load_streams() { BaseWrapper_t::LoadStreams(); }
 uint32_t ringmix_wait_for_stream_load(uint32_t timeout_ms) {
@@ -381,5 +442,8 @@ ringmix_problem ringmix_pump_start(ringmix_pump* pump, float ticks_per_second, r
 void ringmix_pump_stop(ringmix_pump* pump) {
     if (pump) pump->pump.Stop();
 }
+
+int ringmix_pump_is_running(const ringmix_pump* pump) { return pump && pump->pump.IsRunning(); }
+uint32_t ringmix_pump_tick_count(const ringmix_pump* pump) { return pump ? pump->pump.GetTickCount() : 0; }
 
 void ringmix_pump_free(ringmix_pump* pump) { delete pump; }

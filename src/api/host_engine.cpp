@@ -8,6 +8,8 @@
 #include "compressed/compressed_voice.h"
 #include "core/audio_system.h"
 #include "output/dir_sound.h"
+#include "platform/debug_output.h"
+#include "platform/output_backends.h"
 #include "streaming/compressed_stream_voice.h"
 #include "streaming/raw_stream_voice.h"
 #include "streaming/stream_voice.h"
@@ -97,6 +99,16 @@ void ReadRing(engine_statistics_t& statistics) {
     statistics.outputFrame = ringOutput / 2;
 }
 
+// What the device, or whoever failed, has said of it.
+result_t RefuseStart() {
+    char reason[160];
+    platform::CopyLatestDebugLine(reason, sizeof reason);
+    const platform::output_backend_t& output = platform::SelectedOutput();
+    const char* device = output.tellsStatus ? OutputSelection_t::GetSelectedDevice() : "";
+    return Refuse(problem_t::cannotStart, "the output \"%s\"%s%.40s does not start: %s", output.name,
+                  *device ? ", device " : "", device, *reason ? reason : "it refuses");
+}
+
 const MixCostTable_t& CostsOf(voice_kind_t kind) {
     switch (kind) {
         case voice_kind_t::sliding:
@@ -127,8 +139,7 @@ result_t Start(const start_options_t& options) {
                       BackendNames().c_str());
     if (!AudioSystem::Initialize(options.window, options.usePrimaryBuffer, options.streamPageBytes,
                                  options.streamPagesAhead, options.compressedPageBytes))
-        return Refuse(problem_t::cannotStart, "the output \"%s\" cannot be opened",
-                      OutputSelection_t::GetSelectedBackend());
+        return RefuseStart();
     host::ClearNews();
     AudioSystem::SetWorstCaseFrameRate(options.worstCaseFramesPerSecond);
     return {};

@@ -122,12 +122,20 @@ void ReleaseSounds() {
     defaultSounds = nullptr;
 }
 
+// The latest line of the debug output says why something failed: a device has told what is wrong with it.
+bool Because(const char* line) {
+    platform::OutputDebugLine(line);
+    return false;
+}
+
 bool Start(void* windowHandle, bool usePrimaryBuffer) {
-    if (!wakeEvent.Create() || !passDoneEvent.Create()) return false;
     defaultSounds = new (std::nothrow) Archive_t;
-    if (!defaultSounds || !streamEvent.Create()) return false;
+    if (!defaultSounds || !wakeEvent.Create() || !passDoneEvent.Create() || !streamEvent.Create())
+        return Because("No memory for the engine's events\n");
     if (!OpenDevice(windowHandle, usePrimaryBuffer)) return false;
-    return AllocateRing(ringUnits, device->bufferDesc.bufferBytes & ~7u) && StartMixingThread();
+    if (!AllocateRing(ringUnits, device->bufferDesc.bufferBytes & ~7u))
+        return Because("No memory for the mix ring\n");
+    return StartMixingThread() || Because("The system gives no thread to mix on\n");
 }
 
 // A host that leaves without DeInitialize must not leave the mixing thread behind among destroyed objects.
@@ -138,6 +146,7 @@ void StopAtExit() { [[maybe_unused]] static const int registered = std::atexit(D
 bool Initialize(void* windowHandle, bool usePrimaryBuffer, unsigned streamPageRequest,
                 unsigned streamPagesAhead, unsigned compressedPageRequest) {
     if (initialized) return true;
+    platform::ForgetDebugLine();
     if (mixThread && !ReleaseOutput()) return false;  // a thread that outlived its DeInitialize
     StopAtExit();
     ticksPerMillisecond = static_cast<double>(platform::CounterFrequency()) * 0.001;

@@ -65,6 +65,7 @@ class Playback_t {
         try {
             playback->thread = std::thread([playback] { playback->Run(); });
         } catch (const std::exception&) {  // no thread, or no memory for one
+            OutputDebugLine("The system gives no thread for the sound output\n");
             return false;
         }
         std::unique_lock lock(playback->stateMutex);

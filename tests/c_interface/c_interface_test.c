@@ -64,6 +64,8 @@ static void TestSound(const unsigned char* image, uint32_t imageBytes) {
     CHECK(info.kind == RINGMIX_SOUND_SIMPLE && info.frames == frameCount && info.bits == 16);
     CHECK(info.rate_hz == 44100 && info.channels == 1 && info.base_volume == 1.0f);
     CHECK(strcmp(ringmix_sound_name(sound), "beep") == 0);
+    CHECK(strcmp(ringmix_sound_archive_name(sound), "x.sn") == 0);
+    CHECK(ringmix_sound_read_requested(sound, &error) == RINGMIX_OK);
 
     ringmix_voice voice;
     ringmix_voice_options options;
@@ -77,6 +79,10 @@ static void TestSound(const unsigned char* image, uint32_t imageBytes) {
     CHECK(ringmix_voice_play(voice) == RINGMIX_OK);
     CHECK(ringmix_voice_is_playing(voice) == 1);
     CHECK(PlayTicks(6) == frameCount);
+    /* 16 bits, mono, at full volume: what the voice has cost is measured, or nothing on a clock that stands.
+     */
+    CHECK(ringmix_get_mix_costs(RINGMIX_VOICE_SIMPLE).seconds[1][0][0] ==
+          ringmix_voice_get_statistics(voice).mix_seconds);
     ringmix_news news = {RINGMIX_LOOPED, 7, {0}};
     CHECK(ringmix_take_news(&news) == 1);
     CHECK(news.kind == RINGMIX_ENDED && news.rounds == 0 && news.voice.id == voice.id);
@@ -123,14 +129,60 @@ static void TestRawStreamAndHelpers(const unsigned char* samples) {
     CHECK(CountInOrder(heard, ringmix_play_manual(heard, 4000), &next) == frameCount - 1);
     CHECK(ringmix_completion_event_wait(event, 0) == 1);
     ringmix_completion_event_free(event);
+    CHECK(ringmix_loader_is_running(loader) == 1 && ringmix_loader_pass_count(loader) > 0);
+    CHECK(ringmix_pump_is_running(pump) == 1 && ringmix_pump_tick_count(pump) > 0);
+    ringmix_pump_stop(pump);
+    ringmix_loader_stop(loader);
+    CHECK(!ringmix_pump_is_running(pump) && !ringmix_loader_is_running(loader));
+    CHECK(!ringmix_pump_is_running(NULL) && ringmix_loader_pass_count(NULL) == 0);
     ringmix_pump_free(pump);
     ringmix_loader_free(loader);
-    CHECK(ringmix_raw_stream_played_frames(stream) ==
-          frameCount - 1); /* the last one waits for what follows */
+    const ringmix_raw_stream_statistics statistics = ringmix_raw_stream_get_statistics(stream);
+    CHECK(statistics.played_frames == frameCount - 1); /* the last one waits for what follows */
+    CHECK(statistics.fed_frames == frameCount && statistics.capacity_frames == frameCount);
+    CHECK(statistics.resident_bytes >= 2 * frameCount);
     CHECK(ringmix_raw_stream_free(stream) == RINGMIX_OK && !ringmix_raw_stream_is_alive(stream));
 }
 
+static int linesTold = 0;
+static void CountLine(const char* line) { linesTold += line[0] != 0; }
+
+/* Every backend and device that is listed can be selected, and nothing else or later. */
+static void TestOutput(void) {
+    CHECK(ringmix_backend_count() == 3 && ringmix_backend_name(3) == NULL);
+    for (uint32_t i = 0; i < ringmix_backend_count(); ++i) {
+        CHECK(ringmix_select_backend(ringmix_backend_name(i)) == 1);
+        CHECK(strcmp(ringmix_selected_backend(), ringmix_backend_name(i)) == 0);
+        CHECK(ringmix_backend_description(i)[0] != 0);
+    }
+    CHECK(!ringmix_select_backend("loud") && strcmp(ringmix_selected_backend(), "manual") == 0);
+    const uint32_t devices = ringmix_device_count();
+    CHECK(ringmix_device_name(devices) == NULL && ringmix_device_description(devices) == NULL);
+    CHECK(devices == 0 || ringmix_device_name(devices - 1)[0] != 0);
+    CHECK(!ringmix_select_device("") && ringmix_select_device("no-such-device"));
+    CHECK(strcmp(ringmix_selected_device(), "no-such-device") == 0 && ringmix_set_lead(20));
+
+    ringmix_start_options options;
+    ringmix_default_start_options(&options);
+    options.backend = "system";
+    ringmix_set_debug_sink(CountLine);
+    CHECK(ringmix_start(&options, &error) == RINGMIX_CANNOT_START);
+    ringmix_set_debug_sink(NULL);
+    CHECK(strstr(error.text, "no-such-device does not start: ") != NULL && linesTold > 0);
+    CHECK(!ringmix_get_output_status().is_open);
+    CHECK(ringmix_select_device("default") && ringmix_set_lead(0));
+}
+
+static void TestOutputWhileRunning(void) {
+    const ringmix_output_status status = ringmix_get_output_status();
+    CHECK(status.is_open && status.rate_hz == 44100 && status.channels == 2 && status.jumps == 0);
+    CHECK(strcmp(status.device, "manual") == 0 && strcmp(status.format, "S16_LE") == 0);
+    CHECK(!ringmix_select_backend("null") && !ringmix_select_device("default") && !ringmix_set_lead(5));
+    CHECK(!ringmix_is_mixing() && !ringmix_is_device_emulated());
+}
+
 int main(void) {
+    TestOutput();
     unsigned char image[64 + 2 * frameCount];
     const uint32_t imageBytes = MakeImage(image);
     ringmix_start_options options;
@@ -142,6 +194,7 @@ int main(void) {
     options.worst_case_frames_per_second = 60;
     CHECK(ringmix_start(&options, &error) == RINGMIX_OK);
     CHECK(ringmix_start(NULL, &error) == RINGMIX_ALREADY_RUNS);
+    TestOutputWhileRunning();
     TestSound(image, imageBytes);
     TestRawStreamAndHelpers(image + imageBytes - 2 * frameCount);
     ringmix_stop();
