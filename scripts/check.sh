@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Checks what no test sees: formatting, the library's exports, and that an installed package serves a consumer.
+# Checks what no test sees: formatting, the library's exports, that an installed package serves a consumer, and the documents.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh check
@@ -22,4 +22,8 @@ fi
 # a subdirectory. The prefix has moved since the installation.
 scripts/check-consumers.sh build/release "$stage"
 
-echo "formatting, exports and installed package are in order"
+# The reference of the headers: a comment that has lost its argument is a warning, and a warning is an error.
+scripts/docs.sh >/dev/null
+python3 tests/docs/run-snippets.py build/release . --strict >/dev/null
+
+echo "formatting, exports, installed package and documents are in order"

@@ -9,7 +9,7 @@ packages=(cmake ninja-build g++ pkg-config libgtest-dev libbenchmark-dev libcli1
 case ${1:-release} in
   clang | asan | fuzz) packages+=(clang libclang-rt-dev) ;;
   aarch64) packages+=(g++-aarch64-linux-gnu qemu-user) ;;
-  check) packages+=(clang-format man-db dpkg-dev) ;;
+  check) packages+=(clang-format man-db dpkg-dev doxygen libsdl2-mixer-dev libopenal-dev) ;;
   demo) packages+=(sound-theme-freedesktop) ;;
   bench) packages+=(libsdl2-mixer-dev libopenal-dev libavcodec-dev) ;;
   release | debug | tsan) ;;

@@ -2,9 +2,8 @@
 //
 //   "system"  the machine's sound output: a sound server or a card. The default
 //   "null"    paced by the clock, heard by nobody
-//   "manual"  moves only when the host plays it, and hands over what it played: the same calls give the same
-//   bytes,
-//             on every machine
+//   "manual"  moves only when the host plays it, and hands over what it played: the same calls give
+//             the same bytes, on every machine
 #pragma once
 
 #include <ringmix/export.h>
@@ -55,6 +54,7 @@ class RINGMIX_EXPORT OutputSelection_t {
 
     // "manual" only: plays that many frames. Time moves, and the engine's thread runs when its time comes.
     //   out     interleaved 16-bit stereo at 44,100 Hz, 2 words a frame, room for `frames`; may be null
+    //   frames  any number; an hour is played as fast as it is mixed
     // What played meanwhile, while the host waited inside other calls, is not among them. Returns how many
     // were played: fewer while the device does not play, 0 on another backend.
     static unsigned int PlayManual(short* out, unsigned int frames);
