@@ -63,7 +63,7 @@ def blocks_of(page):
 
 def run(block, command, folder, **options):
     try:
-        done = subprocess.run(command, cwd=folder, env=environment, capture_output=True, text=True, timeout=120, **options)
+        done = subprocess.run(command, cwd=folder, env=environment, capture_output=True, text=True, timeout=300, **options)
     except subprocess.TimeoutExpired:
         failures.append(f"{block}: does not end")
         return None
