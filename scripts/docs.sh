@@ -2,7 +2,7 @@
 # Makes the reference of the headers in build/release/docs/html. A warning of Doxygen is an error.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/install-deps.sh check
+command -v doxygen >/dev/null || scripts/install-deps.sh check
 output=${1:-build/release/docs}
 mkdir -p "$output"
 (cat docs/Doxyfile; echo "OUTPUT_DIRECTORY = $output") | doxygen -
