@@ -64,6 +64,18 @@ using convert_kernel_t = void (*)(const double* entries, uint32_t entryCount, ui
 // Adds 2^63 to each entry, takes off bias as an integer, and collects the bits. Thread: host.
 using collect_kernel_t = uint64_t (*)(const double* entries, uint32_t entryCount, uint64_t bias) noexcept;
 
+// Samples that will be read next, by another voice: the kernels ask for them bit by bit while they mix, so
+// that they come from memory while the processor computes. A hint: no address can be wrong, and
+// bytesPer8Frames may be rough. Thread: host.
+struct fetch_ahead_t {
+    uintptr_t at;
+    uintptr_t bytesPer8Frames;  // output frames
+};
+extern fetch_ahead_t fetchAhead;
+
+// Nothing to ask for: always the same line, which is near.
+fetch_ahead_t NoFetchAhead() noexcept;
+
 // One variant of all kernels.
 struct kernel_set_t {
     const char* name;

@@ -200,9 +200,9 @@ class windows_t {
         endPosition = isUsable ? (endFrame - windowFrames + 1) << 10 : 0;
     }
 
-    // Whether both windows of the next group lie inside the stretch.
-    bool Holds(const stepped_t<format>& frames) const noexcept {
-        return uint64_t{frames.position} + 2 * frames.step < endPosition;
+    // Whether all windows of the next groups lie inside the stretch.
+    bool Holds(const stepped_t<format>& frames, uint32_t groups) const noexcept {
+        return frames.position + uint64_t{groups * groupFrames - 2} * frames.step < endPosition;
     }
 
     // The words of a group, without their exponents.
@@ -240,6 +240,22 @@ class windows_t {
     uint64_t endPosition;
 };
 
+// Asks for the next voice's samples, a step for every eight frames that are mixed.
+class fetch_t {
+  public:
+    fetch_t() : at(fetchAhead.at), stride(fetchAhead.bytesPer8Frames) {}
+    ~fetch_t() { fetchAhead.at = at; }
+
+    void Step() noexcept {
+        _mm_prefetch(reinterpret_cast<const char*>(at), _MM_HINT_T0);
+        at += stride;
+    }
+
+  private:
+    uintptr_t at;
+    const uintptr_t stride;
+};
+
 double* FirstPair(double* entries, uint32_t ringAt) noexcept { return entries + (ringAt >> 1 & ~1u); }
 
 template <class format, class frames_t, class update_t>
@@ -252,15 +268,21 @@ void AddFrames(double* entries, uint32_t ringAt, uint32_t count, frames_t frames
         at += 2;
         --count;
     }
+    fetch_t fetch;
     if constexpr (frames_t::canStep) {
         if (count >= groupFrames) {
             windows_t<format> windows(frames, count);
-            for (; count >= groupFrames && windows.Holds(frames); count -= groupFrames, at += groupFrames)
+            for (; count >= 2 * groupFrames && windows.Holds(frames, 2); count -= 2 * groupFrames) {
+                fetch.Step();
                 AddSamples(at, windows.TakeSamples(frames), update);
+                AddSamples(at + groupFrames, windows.TakeSamples(frames), update);
+                at += 2 * groupFrames;
+            }
         }
     }
     if constexpr (!frames_t::canStep) {  // two at a time: the loop itself costs as much as a group
         for (; count >= 2 * groupFrames; count -= 2 * groupFrames, at += 2 * groupFrames) {
+            fetch.Step();
             AddGroup<format, 1>(at, frames.TakeGroup(), update);
             AddGroup<format, 1>(at + groupFrames, frames.TakeGroup(), update);
         }
@@ -286,7 +308,9 @@ void AddRepeated(double* at, const uint8_t* source, uint32_t sourceFrames) noexc
         source += blockBytes;
         at += groupFrames;
     };
+    fetch_t fetch;
     for (; sourceFrames >= 2 * blockFrames; sourceFrames -= 2 * blockFrames) {
+        fetch.Step();
         addGroup();
         addGroup();
     }
