@@ -61,6 +61,9 @@ using taps_kernel_t = void (*)(double* entries, uint32_t ringAt, uint32_t output
 // the high slot down, both clipped. Reads each entry once, as a whole. Thread: mixing.
 using convert_kernel_t = void (*)(const double* entries, uint32_t entryCount, uint8_t* out) noexcept;
 
+// Stores silence in entries. Thread: host.
+using silence_kernel_t = void (*)(double* entries, uint32_t entryCount) noexcept;
+
 // Adds 2^63 to each entry, takes off bias as an integer, and collects the bits. Thread: host.
 using collect_kernel_t = uint64_t (*)(const double* entries, uint32_t entryCount, uint64_t bias) noexcept;
 
@@ -84,6 +87,7 @@ struct kernel_set_t {
     gain_kernel_t gain[4];
     taps_kernel_t taps[2][3];  // 8 and 16 bits; one, two and four taps a channel
     convert_kernel_t convert;
+    silence_kernel_t silence;
     collect_kernel_t collect;
 };
 

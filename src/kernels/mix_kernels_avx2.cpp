@@ -353,11 +353,15 @@ RINGMIX_NO_TSAN void Convert(const double* entries, uint32_t entryCount, uint8_t
     };
     const __m256i byFrame = _mm256_setr_epi8(0, 1, 4, 5, 2, 3, 6, 7, 8, 9, 12, 13, 10, 11, 14, 15, 0, 1, 4, 5,
                                              2, 3, 6, 7, 8, 9, 12, 13, 10, 11, 14, 15);
-    for (; entryCount >= 8; entryCount -= 8, entries += 8, out += 32) {
+    const auto convertEight = [=](const double* from, uint8_t* to) noexcept {
         const __m256i words =
-            _mm256_packs_epi32(slots(_mm256_loadu_pd(entries)), slots(_mm256_loadu_pd(entries + 4)));
+            _mm256_packs_epi32(slots(_mm256_loadu_pd(from)), slots(_mm256_loadu_pd(from + 4)));
         const __m256i frames = _mm256_permute4x64_epi64(_mm256_shuffle_epi8(words, byFrame), 0xD8);
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), frames);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), frames);
+    };
+    for (; entryCount >= 16; entryCount -= 16, entries += 16, out += 64) {
+        convertEight(entries, out);
+        convertEight(entries + 8, out + 32);
     }
     for (; entryCount != 0; entryCount -= 2, entries += 2, out += 8) {
         const __m256i pair = slots(_mm256_castpd128_pd256(_mm_loadu_pd(entries)));
@@ -366,17 +370,25 @@ RINGMIX_NO_TSAN void Convert(const double* entries, uint32_t entryCount, uint8_t
     }
 }
 
+void Silence(double* entries, uint32_t entryCount) noexcept {
+    const __m256d silence = _mm256_set1_pd(silentEntry);
+    for (; entryCount >= 16; entryCount -= 16, entries += 16)
+        for (unsigned i = 0; i < 16; i += 4) _mm256_storeu_pd(entries + i, silence);
+    for (; entryCount != 0; --entryCount, ++entries) *entries = silentEntry;
+}
+
 uint64_t Collect(const double* entries, uint32_t entryCount, uint64_t bias) noexcept {
     const __m256d fieldBase = _mm256_set1_pd(0x1p63);
     const __m256i biases = _mm256_set1_epi64x(static_cast<long long>(bias));
-    const auto fields = [=](__m256d values) noexcept {
-        return _mm256_sub_epi64(_mm256_castpd_si256(_mm256_add_pd(values, fieldBase)), biases);
-    };
     __m256i seen = _mm256_setzero_si256();
-    for (; entryCount >= 4; entryCount -= 4, entries += 4)
-        seen = _mm256_or_si256(seen, fields(_mm256_loadu_pd(entries)));
-    for (; entryCount != 0; --entryCount, ++entries)
-        seen = _mm256_or_si256(seen, fields(_mm256_broadcast_sd(entries)));
+    const auto look = [&](__m256d values) noexcept {
+        const __m256i fields =
+            _mm256_sub_epi64(_mm256_castpd_si256(_mm256_add_pd(values, fieldBase)), biases);
+        seen = _mm256_or_si256(seen, fields);
+    };
+    for (; entryCount >= 16; entryCount -= 16, entries += 16)
+        for (unsigned i = 0; i < 16; i += 4) look(_mm256_loadu_pd(entries + i));
+    for (; entryCount != 0; --entryCount, ++entries) look(_mm256_broadcast_sd(entries));
     const __m128i half = _mm_or_si128(_mm256_castsi256_si128(seen), _mm256_extracti128_si256(seen, 1));
     return static_cast<uint64_t>(_mm_cvtsi128_si64(_mm_or_si128(half, _mm_unpackhi_epi64(half, half))));
 }
@@ -398,6 +410,7 @@ constinit const kernel_set_t avx2Kernels = {
     {{MixTapsAvx2<1, 1>, MixTapsAvx2<1, 2>, MixTapsAvx2<1, 4>},
      {MixTapsAvx2<2, 1>, MixTapsAvx2<2, 2>, MixTapsAvx2<2, 4>}},
     Convert,
+    Silence,
     Collect,
 };
 

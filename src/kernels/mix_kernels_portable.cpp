@@ -259,6 +259,10 @@ RINGMIX_NO_TSAN void Convert(const double* entries, uint32_t entryCount, uint8_t
     }
 }
 
+void Silence(double* entries, uint32_t entryCount) noexcept {
+    std::fill(entries, entries + entryCount, silentEntry);
+}
+
 uint64_t Collect(const double* entries, uint32_t entryCount, uint64_t bias) noexcept {
     uint64_t seen = 0;
     for (uint32_t e = 0; e < entryCount; ++e) seen |= std::bit_cast<uint64_t>(entries[e] + 0x1p63) - bias;
@@ -281,5 +285,6 @@ constinit const kernel_set_t portableKernels = {
     {MixGain<mono8_t>, MixGain<stereo8_t>, MixGain<mono16_t>, MixGain<stereo16_t>},
     {{MixTaps<1, 1>, MixTaps<1, 2>, MixTaps<1, 4>}, {MixTaps<2, 1>, MixTaps<2, 2>, MixTaps<2, 4>}},
     Convert,
+    Silence,
     Collect,
 };
