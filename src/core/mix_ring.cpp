@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <new>
 
+#include "kernels/mix_guard.h"
 #include "kernels/mix_kernels.h"
 
 namespace AudioSystem {
@@ -31,6 +32,7 @@ uint32_t LoadBlocks() { return ringLength / ringLoadBlockUnits + 1; }
 
 void Silence(uint32_t firstEntry, uint32_t endEntry) {
     ActiveKernels().silence(ringEntries + firstEntry, endEntry - firstEntry);
+    SettleLoads();
     // Blocks that are silent as a whole have no load; of those at the ends it is not known what else they
     // hold.
     const uint32_t firstUnit = 2 * firstEntry, endUnit = 2 * endEntry;
@@ -64,6 +66,7 @@ bool AllocateRing(unsigned length, unsigned deviceBytes) {
 }
 
 void FreeRing() {
+    if (ringLoads) SettleLoads();
     ::operator delete(ringEntries, ringAlignment);
     ::operator delete(ringScratch, ringAlignment);
     delete[] ringLoads;
