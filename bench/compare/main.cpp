@@ -24,6 +24,7 @@ const mix_case_t mixCases[] = {
     {"divisor2", true, true, 2},
     {"divisor4", true, true, 4},
     {"shared", true, true, 1, 1.0f, 1.0f, 1.0f, true},
+    {"restless", true, true, 1, 1.0f, 1.0f, 1.0f, false, true},
 };
 
 // What the engine survives at its default rate from the device's buffer alone.

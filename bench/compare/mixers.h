@@ -13,9 +13,10 @@ struct mix_case_t {
     bool is16Bit = true, isStereo = true;
     uint32_t rateDivisor = 1;
     float left = 1.0f, right = 1.0f, pitch = 1.0f;
-    bool isShared = false;  // all voices play one sound; otherwise each has its own
+    bool isShared = false;    // all voices play one sound; otherwise each has its own
+    bool isRestless = false;  // each tick one voice stops and starts elsewhere
 
-    bool IsPlainStereo() const { return is16Bit && isStereo && rateDivisor == 1 && !isShared; }
+    bool IsPlainStereo() const { return is16Bit && isStereo && rateDivisor == 1 && !isShared && !isRestless; }
 };
 
 class Mixer_t {

@@ -34,7 +34,8 @@ Sound_t* LoadNoise(const mix_case_t& mixCase, unsigned seed) {
     return AudioSystem::GetSound(header.name.c_str(), "bench.sn");
 }
 
-void AddVoices(const mix_case_t& mixCase, unsigned voices) {
+std::vector<Voice_t*> AddVoices(const mix_case_t& mixCase, unsigned voices) {
+    std::vector<Voice_t*> added;
     Sound_t* sound = nullptr;
     for (unsigned i = 0; i < voices; ++i) {
         if (!sound || !mixCase.isShared) sound = LoadNoise(mixCase, i);
@@ -44,7 +45,16 @@ void AddVoices(const mix_case_t& mixCase, unsigned voices) {
         voice->SetVolume(mixCase.left, mixCase.right);
         if (mixCase.pitch != 1.0f) voice->SetFrequency(mixCase.pitch);
         voice->Play();
+        added.push_back(voice);
     }
+    return added;
+}
+
+// Mixed up to the horizon at once, as the tick does with a voice that was played since the last one.
+void StartElsewhere(Voice_t& voice, uint32_t position) {
+    voice.Stop();
+    voice.SetPos(position % voice.frameCount);
+    AudioSystem::StartVoice(&voice, 0);
 }
 
 class Ringmix_t final : public Mixer_t {
@@ -59,11 +69,12 @@ class Ringmix_t final : public Mixer_t {
         const restore_t restore;
         if (!SelectKernels(set) || !AudioSystem::Initialize(nullptr, false, 4096, 32, 16384)) return -1.0;
         AudioSystem::SetWorstCaseFrameRate(30.0f);
-        AddVoices(mixCase, voices);
+        const std::vector<Voice_t*> added = AddVoices(mixCase, voices);
         AudioSystem::MixVoices();  // starts them; from here on the mixing thread stands in its wait
         double start = 0.0;
         for (uint32_t tick = 0; tick < warmUpTicks + ticks; ++tick) {
             if (tick == warmUpTicks) start = ThreadNs();
+            if (mixCase.isRestless) StartElsewhere(*added[tick % voices], tick * 7919);
             Tick();
         }
         const double spentNs = ThreadNs() - start;

@@ -1,8 +1,15 @@
-// ima_adpcm.cpp - decodes two nibbles with one look-up.
+// ima_adpcm.cpp - decodes two nibbles with one look-up, and both channels of a frame side by side where the
+// CPU has saturating 16-bit vectors.
 #include "compressed/ima_adpcm.h"
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <cstring>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace {
 
@@ -33,14 +40,23 @@ constexpr uint8_t NextStepIndex(uint32_t index, unsigned nibble) {
         std::clamp(static_cast<int32_t>(index) + indexTable[nibble], 0, lastStepIndex));
 }
 
+// A difference has up to 17 bits: in two parts of the same sign, added one after the other with saturation at
+// 16 bits, it leads to the same sample.
+struct difference_t {
+    int16_t part, rest;
+};
+
+struct differences_t {
+    difference_t first, second;
+};
+
+constexpr difference_t InParts(int32_t difference) {
+    return {static_cast<int16_t>(difference / 2), static_cast<int16_t>(difference - difference / 2)};
+}
+
 // Two nibbles at once, the earlier one in the low half of the pair. A column for each step index: the row, of
 // the pair, is known ahead. Only the step from index to index has to wait for the one before it, so that
 // table is kept apart and small.
-
-struct differences_t {
-    int32_t first, second;
-};
-
 template <typename Value>
 constexpr auto MakePairTable(Value value) {
     std::array<decltype(value(0, 0)), 256 * stepIndices> table{};
@@ -52,7 +68,8 @@ constexpr auto afterPair = MakePairTable(
     [](uint32_t index, unsigned pair) { return NextStepIndex(NextStepIndex(index, pair & 15), pair >> 4); });
 constexpr auto pairDifferences = MakePairTable([](uint32_t index, unsigned pair) {
     const uint32_t between = NextStepIndex(index, pair & 15);
-    return differences_t{Difference(stepTable[index], pair & 15), Difference(stepTable[between], pair >> 4)};
+    return differences_t{InParts(Difference(stepTable[index], pair & 15)),
+                         InParts(Difference(stepTable[between], pair >> 4))};
 });
 
 // One channel on its way through a block.
@@ -77,13 +94,11 @@ struct decoder_t {
         return Move(Difference(stepTable[now], nibble));
     }
 
-    // The second sample goes to dest[stride].
-    void DecodeTwo(unsigned pair, int16_t* dest, uint32_t stride) {
+    const differences_t& TakeTwo(unsigned pair) {
         const uint64_t row = pair * stepIndices;
         const differences_t& differences = (&pairDifferences[row])[index];
         index = (&afterPair[row])[index];
-        dest[0] = Move(differences.first);
-        dest[stride] = Move(differences.second);
+        return differences;
     }
 
     void Leave(ImaChannelState_t& state) const {
@@ -115,6 +130,70 @@ unsigned Encode(int16_t sample, ImaChannelState_t& state) {
     return EncodeSample(sample, state.stepIndex, state.predictor);
 }
 
+// Two frames from each two bytes: the left nibbles are the high ones.
+unsigned LeftPair(const uint8_t* bytes) { return bytes[0] >> 4 | (bytes[1] & 0xF0u); }
+unsigned RightPair(const uint8_t* bytes) { return (bytes[0] & 15u) | (bytes[1] & 15u) << 4; }
+
+#if defined(__SSE2__)
+
+__m128i Load(const differences_t& from) { return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(&from)); }
+
+// parts holds one sample's in its lowest bits, the next one's `distance` bytes on.
+template <int distance>
+__m128i AddParts(__m128i predictors, __m128i parts) {
+    return _mm_adds_epi16(_mm_adds_epi16(predictors, parts), _mm_srli_si128(parts, distance));
+}
+
+void DecodeMonoPairs(const uint8_t* bytes, uint32_t pairs, int16_t* dest, decoder_t& decoder) {
+    __m128i predictor = _mm_cvtsi32_si128(decoder.predictor);
+    for (; pairs != 0; --pairs, ++bytes, dest += 2) {
+        const __m128i parts = Load(decoder.TakeTwo(*bytes));
+        const __m128i first = AddParts<2>(predictor, parts);
+        predictor = AddParts<2>(first, _mm_srli_si128(parts, 4));
+        const int32_t both = _mm_cvtsi128_si32(_mm_unpacklo_epi16(first, predictor));
+        std::memcpy(dest, &both, sizeof both);
+    }
+    decoder.predictor = static_cast<int16_t>(_mm_extract_epi16(predictor, 0));
+}
+
+// Both channels side by side.
+void DecodeStereoPairs(const uint8_t* bytes, uint32_t pairs, int16_t* dest, decoder_t& left,
+                       decoder_t& right) {
+    __m128i predictors =
+        _mm_unpacklo_epi16(_mm_cvtsi32_si128(left.predictor), _mm_cvtsi32_si128(right.predictor));
+    for (; pairs != 0; --pairs, bytes += 2, dest += 4) {
+        const __m128i parts =
+            _mm_unpacklo_epi16(Load(left.TakeTwo(LeftPair(bytes))), Load(right.TakeTwo(RightPair(bytes))));
+        const __m128i first = AddParts<4>(predictors, parts);
+        predictors = AddParts<4>(first, _mm_srli_si128(parts, 8));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(dest), _mm_unpacklo_epi32(first, predictors));
+    }
+    left.predictor = static_cast<int16_t>(_mm_extract_epi16(predictors, 0));
+    right.predictor = static_cast<int16_t>(_mm_extract_epi16(predictors, 1));
+}
+
+#else
+
+void DecodeTwo(decoder_t& decoder, unsigned pair, int16_t* first, int16_t* second) {
+    const differences_t differences = decoder.TakeTwo(pair);  // a copy: the samples may not lie in it
+    *first = decoder.Move(differences.first.part + differences.first.rest);
+    *second = decoder.Move(differences.second.part + differences.second.rest);
+}
+
+void DecodeMonoPairs(const uint8_t* bytes, uint32_t pairs, int16_t* dest, decoder_t& decoder) {
+    for (; pairs != 0; --pairs, ++bytes, dest += 2) DecodeTwo(decoder, *bytes, dest, dest + 1);
+}
+
+void DecodeStereoPairs(const uint8_t* bytes, uint32_t pairs, int16_t* dest, decoder_t& left,
+                       decoder_t& right) {
+    for (; pairs != 0; --pairs, bytes += 2, dest += 4) {
+        DecodeTwo(left, LeftPair(bytes), dest, dest + 2);
+        DecodeTwo(right, RightPair(bytes), dest + 1, dest + 3);
+    }
+}
+
+#endif
+
 }  // namespace
 
 bool DecodeBlockMono(const uint8_t* block, int16_t* dest, uint32_t firstFrame, uint32_t endFrame,
@@ -131,8 +210,9 @@ bool DecodeBlockMono(const uint8_t* block, int16_t* dest, uint32_t firstFrame, u
         *dest++ = decoder.Decode(*bytes++ >> 4);
         ++frame;
     }
-    for (; frame + 1 < endFrame; frame += 2, ++bytes, dest += 2) decoder.DecodeTwo(*bytes, dest, 1);
-    if (frame < endFrame) *dest = decoder.Decode(*bytes & 15);
+    const uint32_t pairs = (endFrame - frame) / 2;
+    DecodeMonoPairs(bytes, pairs, dest, decoder);
+    if ((endFrame - frame) % 2 != 0) dest[std::size_t{2} * pairs] = decoder.Decode(bytes[pairs] & 15);
     decoder.Leave(*state);
     return true;
 }
@@ -148,11 +228,11 @@ bool DecodeBlockStereo(const uint8_t* block, int16_t* dest, uint32_t firstFrame,
     }
     decoder_t left(state[0]), right(state[1]);
     const uint8_t* bytes = block + 7 + frame;
-    for (; frame + 1 < endFrame; frame += 2, bytes += 2, dest += 4) {
-        left.DecodeTwo(bytes[0] >> 4 | (bytes[1] & 0xF0u), dest, 2);
-        right.DecodeTwo((bytes[0] & 15u) | (bytes[1] & 15u) << 4, dest + 1, 2);
-    }
-    if (frame < endFrame) {
+    const uint32_t pairs = (endFrame - frame) / 2;
+    DecodeStereoPairs(bytes, pairs, dest, left, right);
+    bytes += std::size_t{2} * pairs;
+    dest += std::size_t{4} * pairs;
+    if ((endFrame - frame) % 2 != 0) {
         dest[0] = left.Decode(*bytes >> 4);
         dest[1] = right.Decode(*bytes & 15);
     }

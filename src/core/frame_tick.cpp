@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "core/audio_system.h"
+#include "kernels/mix_kernels.h"
 #include "output/dir_sound.h"
 #include "platform/counter.h"
 #include "voices/voice.h"
@@ -14,8 +15,6 @@ namespace {
 constexpr uint32_t passWaitMs = 1000;
 // Frames that must remain between the estimated end of mixing and the device's position.
 constexpr uint32_t startMarginFrames = 200;
-constexpr uint32_t cacheLineBytes = 64,
-                   mostFetchedBytes = 4096;  // a tick's worth, and far from filling a cache
 
 Voice_t* VoiceOf(const ListNode_t* node) { return static_cast<Voice_t*>(node->data); }
 
@@ -66,19 +65,16 @@ uint32_t LackingUnits(const Voice_t& voice) {
     }
 }
 
-// Asks for what the next voice will read while this one is mixed: the two lie far apart, and no hardware
-// guesses the way from one to the other. Only a hint: no address can be wrong.
+// Has the kernels ask for what the next voice will read while this one is mixed: the two lie far apart, and
+// no hardware guesses the way from one to the other.
 void FetchAhead(const ListNode_t* node) {
-    if (!node) return;
+    fetchAhead = NoFetchAhead();
+    if (!node || !VoiceOf(node)->isPlaying) return;
     const Voice_t& voice = *VoiceOf(node);
-    if (!voice.isPlaying) return;
-    const uint64_t sourceFrames = uint64_t{LackingUnits(voice) >> 1} * voice.step >> 10;
-    const uint64_t bytes = std::min<uint64_t>(sourceFrames * voice.bytesPerFrame, mostFetchedBytes);
     // A number, not a pointer: nothing promises that it points anywhere.
-    const auto at =
+    fetchAhead.at =
         reinterpret_cast<uintptr_t>(voice.samples) + std::size_t{voice.position} * voice.bytesPerFrame;
-    for (uint64_t ahead = 0; ahead < bytes; ahead += cacheLineBytes)
-        __builtin_prefetch(reinterpret_cast<const void*>(at + ahead));
+    fetchAhead.bytesPer8Frames = std::size_t{voice.step} * voice.bytesPerFrame / (1024 / 8);
 }
 
 bool MixAhead(Voice_t& voice) {

@@ -2,8 +2,10 @@
 #include "core/mix_ring.h"
 
 #include <algorithm>
-#include <bit>
 #include <new>
+
+#include "kernels/mix_guard.h"
+#include "kernels/mix_kernels.h"
 
 namespace AudioSystem {
 
@@ -29,7 +31,8 @@ double* AllocateEntries(uint32_t count) {
 uint32_t LoadBlocks() { return ringLength / ringLoadBlockUnits + 1; }
 
 void Silence(uint32_t firstEntry, uint32_t endEntry) {
-    std::fill(ringEntries + firstEntry, ringEntries + endEntry, std::bit_cast<double>(silentEntryBits));
+    ActiveKernels().silence(ringEntries + firstEntry, endEntry - firstEntry);
+    SettleLoads();
     // Blocks that are silent as a whole have no load; of those at the ends it is not known what else they
     // hold.
     const uint32_t firstUnit = 2 * firstEntry, endUnit = 2 * endEntry;
@@ -63,6 +66,7 @@ bool AllocateRing(unsigned length, unsigned deviceBytes) {
 }
 
 void FreeRing() {
+    if (ringLoads) SettleLoads();
     ::operator delete(ringEntries, ringAlignment);
     ::operator delete(ringScratch, ringAlignment);
     delete[] ringLoads;

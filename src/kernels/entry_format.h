@@ -15,4 +15,6 @@ constexpr uint64_t wordExponentBits = 0x43E0000000000000u;  // 2^63, both sample
 // silence: what is left for the update is one addition, or one fused multiply-add, that rounds.
 constexpr double silentWord = 0x1p63 + 0x1p58 + 0x1p26;
 
+constexpr double silentEntry = 0x1p62 + 0x1p30;  // both slots 0
+
 constexpr uint32_t silentSample = 0x8000;  // in a slot; as an 8-bit sample 0x80

@@ -61,16 +61,38 @@ uint32_t FindLoad(uint32_t block) {
     return IsInside<8>(block) ? 8 * fullScale : AudioSystem::ringLoadUnknown;
 }
 
-// Adds the gain to every block of the stretch. False if some block might overflow.
-bool TakeLoad(const stretch_t& stretch, uint32_t gain) {
-    bool isSafe = true;
-    for (uint32_t block = stretch.FirstBlock(); block <= stretch.LastBlock(); ++block) {
-        uint32_t load = ringLoads[block];
+// Most calls of a tick go to the same stretch. What they add to its blocks is counted once for all of them,
+// and reaches ringLoads when a call goes elsewhere or the loads are settled.
+struct {
+    uint32_t firstBlock = 1, lastBlock = 0;  // none
+    uint32_t mostBefore = 0;                 // of the loads of these blocks
+    uint32_t added = 0;
+
+    bool Covers(uint32_t first, uint32_t last) const { return first >= firstBlock && last <= lastBlock; }
+    bool Holds(uint32_t gain) const { return mostBefore + added + gain <= slotHolds; }
+} recent;
+
+// Adds the gain to every block, looking into those that might then be too full. False if some still might
+// overflow.
+bool TakeLoadOfEach(uint32_t firstBlock, uint32_t lastBlock, uint32_t gain) {
+    SettleLoads();
+    uint32_t most = 0;
+    for (uint32_t block = firstBlock; block <= lastBlock; ++block) {
+        uint32_t& load = ringLoads[block];
         if (load + gain > slotHolds) load = FindLoad(block);
-        isSafe &= load + gain <= slotHolds;
-        ringLoads[block] = std::min(load + gain, AudioSystem::ringLoadUnknown);
+        load = std::min(load + gain, AudioSystem::ringLoadUnknown);
+        most = std::max(most, load);
     }
-    return isSafe;
+    recent = {firstBlock, lastBlock, most};
+    return most <= slotHolds;
+}
+
+bool TakeLoad(const stretch_t& stretch, uint32_t gain) {
+    const uint32_t firstBlock = stretch.FirstBlock(), lastBlock = stretch.LastBlock();
+    if (!recent.Covers(firstBlock, lastBlock) || !recent.Holds(gain))
+        return TakeLoadOfEach(firstBlock, lastBlock, gain);
+    recent.added += gain;
+    return true;
 }
 
 // Finds out what the call adds by mixing it into silence, keeps the entries that it would push out of a slot
@@ -106,6 +128,12 @@ void MixGuarded(const stretch_t& stretch, uint32_t gain, MixInto mixInto) {
 }
 
 }  // namespace
+
+void SettleLoads() noexcept {
+    for (uint32_t block = recent.firstBlock; block <= recent.lastBlock; ++block)
+        ringLoads[block] = std::min(ringLoads[block] + recent.added, AudioSystem::ringLoadUnknown);
+    recent = {};
+}
 
 void MixPlainGuarded(unsigned kernel, uint32_t ringAt, const uint8_t* source, uint32_t sourceFrames,
                      int32_t divisor) noexcept {

@@ -17,3 +17,6 @@ void MixPlainGuarded(unsigned kernel, uint32_t ringAt, const uint8_t* source, ui
                      int32_t divisor) noexcept;
 void MixGainGuarded(unsigned kernel, uint32_t ringAt, const uint8_t* source, uint32_t outputFrames,
                     int32_t leftGain, int32_t rightGain, uint32_t step, uint32_t fraction) noexcept;
+
+// Brings ringLoads up to date. To be called before anybody else reads or writes them.
+void SettleLoads() noexcept;

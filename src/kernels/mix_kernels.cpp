@@ -31,6 +31,10 @@ constexpr unsigned mono16 = KernelIndex(true, false), stereo16 = KernelIndex(tru
 
 }  // namespace
 
+fetch_ahead_t fetchAhead = NoFetchAhead();
+
+fetch_ahead_t NoFetchAhead() noexcept { return {reinterpret_cast<uintptr_t>(&fetchAhead), 0}; }
+
 std::span<const kernel_set_t* const> AllKernelSets() noexcept { return allKernelSets; }
 
 const kernel_set_t& ActiveKernels() noexcept { return *Active(); }

@@ -61,8 +61,23 @@ using taps_kernel_t = void (*)(double* entries, uint32_t ringAt, uint32_t output
 // the high slot down, both clipped. Reads each entry once, as a whole. Thread: mixing.
 using convert_kernel_t = void (*)(const double* entries, uint32_t entryCount, uint8_t* out) noexcept;
 
+// Stores silence in entries. Thread: host.
+using silence_kernel_t = void (*)(double* entries, uint32_t entryCount) noexcept;
+
 // Adds 2^63 to each entry, takes off bias as an integer, and collects the bits. Thread: host.
 using collect_kernel_t = uint64_t (*)(const double* entries, uint32_t entryCount, uint64_t bias) noexcept;
+
+// Samples that will be read next, by another voice: the kernels ask for them bit by bit while they mix, so
+// that they come from memory while the processor computes. A hint: no address can be wrong, and
+// bytesPer8Frames may be rough. Thread: host.
+struct fetch_ahead_t {
+    uintptr_t at;
+    uintptr_t bytesPer8Frames;  // output frames
+};
+extern fetch_ahead_t fetchAhead;
+
+// Nothing to ask for: always the same line, which is near.
+fetch_ahead_t NoFetchAhead() noexcept;
 
 // One variant of all kernels.
 struct kernel_set_t {
@@ -72,6 +87,7 @@ struct kernel_set_t {
     gain_kernel_t gain[4];
     taps_kernel_t taps[2][3];  // 8 and 16 bits; one, two and four taps a channel
     convert_kernel_t convert;
+    silence_kernel_t silence;
     collect_kernel_t collect;
 };
 

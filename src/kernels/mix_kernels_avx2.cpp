@@ -200,9 +200,9 @@ class windows_t {
         endPosition = isUsable ? (endFrame - windowFrames + 1) << 10 : 0;
     }
 
-    // Whether both windows of the next group lie inside the stretch.
-    bool Holds(const stepped_t<format>& frames) const noexcept {
-        return uint64_t{frames.position} + 2 * frames.step < endPosition;
+    // Whether all windows of the next groups lie inside the stretch.
+    bool Holds(const stepped_t<format>& frames, uint32_t groups) const noexcept {
+        return frames.position + uint64_t{groups * groupFrames - 2} * frames.step < endPosition;
     }
 
     // The words of a group, without their exponents.
@@ -240,6 +240,22 @@ class windows_t {
     uint64_t endPosition;
 };
 
+// Asks for the next voice's samples, a step for every eight frames that are mixed.
+class fetch_t {
+  public:
+    fetch_t() : at(fetchAhead.at), stride(fetchAhead.bytesPer8Frames) {}
+    ~fetch_t() { fetchAhead.at = at; }
+
+    void Step() noexcept {
+        _mm_prefetch(reinterpret_cast<const char*>(at), _MM_HINT_T0);
+        at += stride;
+    }
+
+  private:
+    uintptr_t at;
+    const uintptr_t stride;
+};
+
 double* FirstPair(double* entries, uint32_t ringAt) noexcept { return entries + (ringAt >> 1 & ~1u); }
 
 template <class format, class frames_t, class update_t>
@@ -252,15 +268,21 @@ void AddFrames(double* entries, uint32_t ringAt, uint32_t count, frames_t frames
         at += 2;
         --count;
     }
+    fetch_t fetch;
     if constexpr (frames_t::canStep) {
         if (count >= groupFrames) {
             windows_t<format> windows(frames, count);
-            for (; count >= groupFrames && windows.Holds(frames); count -= groupFrames, at += groupFrames)
+            for (; count >= 2 * groupFrames && windows.Holds(frames, 2); count -= 2 * groupFrames) {
+                fetch.Step();
                 AddSamples(at, windows.TakeSamples(frames), update);
+                AddSamples(at + groupFrames, windows.TakeSamples(frames), update);
+                at += 2 * groupFrames;
+            }
         }
     }
     if constexpr (!frames_t::canStep) {  // two at a time: the loop itself costs as much as a group
         for (; count >= 2 * groupFrames; count -= 2 * groupFrames, at += 2 * groupFrames) {
+            fetch.Step();
             AddGroup<format, 1>(at, frames.TakeGroup(), update);
             AddGroup<format, 1>(at + groupFrames, frames.TakeGroup(), update);
         }
@@ -286,7 +308,9 @@ void AddRepeated(double* at, const uint8_t* source, uint32_t sourceFrames) noexc
         source += blockBytes;
         at += groupFrames;
     };
+    fetch_t fetch;
     for (; sourceFrames >= 2 * blockFrames; sourceFrames -= 2 * blockFrames) {
+        fetch.Step();
         addGroup();
         addGroup();
     }
@@ -329,11 +353,15 @@ RINGMIX_NO_TSAN void Convert(const double* entries, uint32_t entryCount, uint8_t
     };
     const __m256i byFrame = _mm256_setr_epi8(0, 1, 4, 5, 2, 3, 6, 7, 8, 9, 12, 13, 10, 11, 14, 15, 0, 1, 4, 5,
                                              2, 3, 6, 7, 8, 9, 12, 13, 10, 11, 14, 15);
-    for (; entryCount >= 8; entryCount -= 8, entries += 8, out += 32) {
+    const auto convertEight = [=](const double* from, uint8_t* to) noexcept {
         const __m256i words =
-            _mm256_packs_epi32(slots(_mm256_loadu_pd(entries)), slots(_mm256_loadu_pd(entries + 4)));
+            _mm256_packs_epi32(slots(_mm256_loadu_pd(from)), slots(_mm256_loadu_pd(from + 4)));
         const __m256i frames = _mm256_permute4x64_epi64(_mm256_shuffle_epi8(words, byFrame), 0xD8);
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), frames);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), frames);
+    };
+    for (; entryCount >= 16; entryCount -= 16, entries += 16, out += 64) {
+        convertEight(entries, out);
+        convertEight(entries + 8, out + 32);
     }
     for (; entryCount != 0; entryCount -= 2, entries += 2, out += 8) {
         const __m256i pair = slots(_mm256_castpd128_pd256(_mm_loadu_pd(entries)));
@@ -342,17 +370,25 @@ RINGMIX_NO_TSAN void Convert(const double* entries, uint32_t entryCount, uint8_t
     }
 }
 
+void Silence(double* entries, uint32_t entryCount) noexcept {
+    const __m256d silence = _mm256_set1_pd(silentEntry);
+    for (; entryCount >= 16; entryCount -= 16, entries += 16)
+        for (unsigned i = 0; i < 16; i += 4) _mm256_storeu_pd(entries + i, silence);
+    for (; entryCount != 0; --entryCount, ++entries) *entries = silentEntry;
+}
+
 uint64_t Collect(const double* entries, uint32_t entryCount, uint64_t bias) noexcept {
     const __m256d fieldBase = _mm256_set1_pd(0x1p63);
     const __m256i biases = _mm256_set1_epi64x(static_cast<long long>(bias));
-    const auto fields = [=](__m256d values) noexcept {
-        return _mm256_sub_epi64(_mm256_castpd_si256(_mm256_add_pd(values, fieldBase)), biases);
-    };
     __m256i seen = _mm256_setzero_si256();
-    for (; entryCount >= 4; entryCount -= 4, entries += 4)
-        seen = _mm256_or_si256(seen, fields(_mm256_loadu_pd(entries)));
-    for (; entryCount != 0; --entryCount, ++entries)
-        seen = _mm256_or_si256(seen, fields(_mm256_broadcast_sd(entries)));
+    const auto look = [&](__m256d values) noexcept {
+        const __m256i fields =
+            _mm256_sub_epi64(_mm256_castpd_si256(_mm256_add_pd(values, fieldBase)), biases);
+        seen = _mm256_or_si256(seen, fields);
+    };
+    for (; entryCount >= 16; entryCount -= 16, entries += 16)
+        for (unsigned i = 0; i < 16; i += 4) look(_mm256_loadu_pd(entries + i));
+    for (; entryCount != 0; --entryCount, ++entries) look(_mm256_broadcast_sd(entries));
     const __m128i half = _mm_or_si128(_mm256_castsi256_si128(seen), _mm256_extracti128_si256(seen, 1));
     return static_cast<uint64_t>(_mm_cvtsi128_si64(_mm_or_si128(half, _mm_unpackhi_epi64(half, half))));
 }
@@ -374,6 +410,7 @@ constinit const kernel_set_t avx2Kernels = {
     {{MixTapsAvx2<1, 1>, MixTapsAvx2<1, 2>, MixTapsAvx2<1, 4>},
      {MixTapsAvx2<2, 1>, MixTapsAvx2<2, 2>, MixTapsAvx2<2, 4>}},
     Convert,
+    Silence,
     Collect,
 };
 

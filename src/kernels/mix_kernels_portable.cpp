@@ -1,11 +1,13 @@
-// mix_kernels_portable.cpp - the kernels for any CPU. Host thread. Both channels of a pair go through one
-// two-wide vector of the compiler's own kind, which becomes SSE2, NEON or scalar code.
+// mix_kernels_portable.cpp - the kernels for any CPU. Host thread.
 //
-// Without a fused multiply-add a product would be rounded before the sum is. So what is added, and the entry
-// itself, are taken apart at 2^35: above and below, each sum is exact in a double, and adding the two sums is
-// the only rounding.
+// At full volume both channels of a pair go through one two-wide vector of the compiler's own kind, which
+// becomes SSE2, NEON or scalar code. With a gain, without a fused multiply-add, a product would be rounded
+// before the sum is; so these updates are made in whole numbers, and the conversion back to a double is the
+// only rounding.
+#include <algorithm>
 #include <bit>
 #include <cstddef>
+#include <cstdlib>
 #include <cstring>
 
 #include "kernels/entry_format.h"
@@ -29,75 +31,139 @@ uint64_t Load(const uint8_t* from) noexcept {
     return value;
 }
 
-template <unsigned sampleBytes, unsigned channels>
+template <unsigned sampleBytes_, unsigned channels_>
 struct format_t {
+    static constexpr unsigned sampleBytes = sampleBytes_, channels = channels_;
     static constexpr size_t frameBytes = sampleBytes * channels;
     static constexpr unsigned gainShift = sampleBytes == 2 ? 8 : 16;  // to 1/256 steps
     static constexpr const uint8_t* silentFrame = sampleBytes == 2 ? silentFrame16 : silentFrame8;
 
-    // The packed words of two frames, still without their exponent.
-    static integers_t Samples(const uint8_t* low, const uint8_t* high) noexcept {
-        constexpr uint64_t each = 0x0000FFFF0000FFFF;
-        if constexpr (frameBytes == 4) {
-            const uint64_t both = Load<uint32_t>(low) | Load<uint32_t>(high) << 32;
-            return integers_t{both & each, both >> 16 & each};
-        } else if constexpr (channels == 2) {
-            const uint64_t both = Load<uint16_t>(low) | Load<uint16_t>(high) << 32;
-            return integers_t{both << 8 & each, both & each << 8 & each};
-        } else if constexpr (sampleBytes == 2) {
-            const uint64_t both = Load<uint16_t>(low) | Load<uint16_t>(high) << 32;
-            return integers_t{both, both};
-        } else {
-            const uint64_t both = Load<uint8_t>(low) << 8 | Load<uint8_t>(high) << 40;
-            return integers_t{both, both};
+    // Two frames in one number; left and right bring each channel's samples to where they stand in its word,
+    // an 8-bit one as the high byte of a 16-bit one. What else they bring along, sampleMask takes off.
+    static constexpr uint64_t sampleMask = sampleBytes == 2 ? 0x0000FFFF0000FFFF : 0x0000FF000000FF00;
+
+    static uint64_t Both(const uint8_t* low, const uint8_t* high) noexcept {
+        if constexpr (frameBytes == 4) return Load<uint32_t>(low) | Load<uint32_t>(high) << 32;
+        if constexpr (frameBytes == 2) return Load<uint16_t>(low) | Load<uint16_t>(high) << 32;
+        return Load<uint8_t>(low) | Load<uint8_t>(high) << 32;
+    }
+    template <class number_t>
+    static number_t Left(number_t both) noexcept {
+        return sampleBytes == 2 ? both : both << 8;
+    }
+    template <class number_t>
+    static number_t Right(number_t both) noexcept {
+        return frameBytes == 4 ? both >> 16 : frameBytes == 1 ? both << 8 : both;
+    }
+};
+
+// How samples enter a pair of entries.
+struct plain_t {
+    template <class format>
+    void Add(double* pair, const uint8_t* low, const uint8_t* high) const noexcept {
+        const integers_t both{format::Both(low, high)};
+        const integers_t samples = __builtin_shufflevector(format::Left(both), format::Right(both), 0, 2);
+        doubles_t entries;
+        std::memcpy(&entries, pair, sizeof entries);
+        entries +=
+            reinterpret_cast<doubles_t>((samples & format::sampleMask) | wordExponentBits) - silentWord;
+        std::memcpy(pair, &entries, sizeof entries);
+    }
+};
+
+// In whole numbers, which hold all that fits the slots; beyond them they wrap.
+struct gain_t {
+    uint64_t k[2];  // left, right; in 1/256 steps, times 8: a word's last place counts 2^11
+    uint64_t bias[2];
+
+    static constexpr int32_t endK = 16 * 256;  // from here on one voice alone may pass a slot
+
+    gain_t(int32_t left, int32_t right) noexcept
+        : k{Scaled(left), Scaled(right)}, bias{k[0] * silentSamples, k[1] * silentSamples} {}
+
+    template <class format>
+    void Add(double* pair, const uint8_t* low, const uint8_t* high) const noexcept {
+        const uint64_t both = format::Both(low, high);
+        const uint64_t samples[] = {format::Left(both) & format::sampleMask,
+                                    format::Right(both) & format::sampleMask};
+        for (unsigned i = 0; i < 2; ++i) {
+            const auto before = static_cast<uint64_t>(static_cast<int64_t>(pair[i]));
+            pair[i] = static_cast<double>(static_cast<int64_t>(before + (samples[i] * k[i] - bias[i])));
         }
     }
+
+  private:
+    static constexpr uint64_t silentSamples = uint64_t{silentSample} << 32 | silentSample;
+
+    static uint64_t Scaled(int32_t k) noexcept { return static_cast<uint64_t>(int64_t{k} * 8); }
 };
 
-struct plain_t {
-    doubles_t Sum(doubles_t entries, doubles_t words) const noexcept {
-        return entries + (words - silentWord);
+// Source frames one after the other.
+template <class format>
+struct contiguous_t {
+    const uint8_t* source;
+
+    const uint8_t* TakeFrame() noexcept {
+        const uint8_t* frame = source;
+        source += format::frameBytes;
+        return frame;
     }
 };
 
-struct gain_t {
-    doubles_t gains;
+// Source frames by position, in 1/1024 frames.
+template <class format>
+struct stepped_t {
+    const uint8_t* source;
+    uint32_t position, step;
 
-    doubles_t Sum(doubles_t entries, doubles_t words) const noexcept {
-        constexpr double atHighSlot = 0x1.8p95;  // a sum with this is a multiple of 2^43
-        constexpr double atFraction = 0x1.8p87;  // and with this one of 2^35, the least of a high slot's
-        const doubles_t offsets = words - silentWord;
-        const doubles_t high = (offsets + atHighSlot) - atHighSlot;
-        const doubles_t entryHigh = (entries + atFraction) - atFraction;
-        return (entryHigh + high * gains) + ((entries - entryHigh) + (offsets - high) * gains);
+    const uint8_t* TakeFrame() noexcept {
+        const uint8_t* frame = source + size_t{position >> 10} * format::frameBytes;
+        position += step;
+        return frame;
     }
 };
 
-// One pair of entries from two source frames.
-template <class format, class update_t>
-void AddPair(double* pair, const uint8_t* low, const uint8_t* high, const update_t& update) noexcept {
-    const integers_t bits = format::Samples(low, high) | wordExponentBits;
-    doubles_t entries;
-    std::memcpy(&entries, pair, sizeof entries);
-    entries = update.Sum(entries, reinterpret_cast<doubles_t>(bits));
-    std::memcpy(pair, &entries, sizeof entries);
-}
+// Asks for the next voice's samples, a step for every eight frames that are mixed.
+class fetch_t {
+  public:
+    fetch_t() : at(fetchAhead.at), stride(fetchAhead.bytesPer8Frames) {}
+    ~fetch_t() { fetchAhead.at = at; }
 
-// Places frames in slots one by one; takeFrame gives the source frames in order.
-template <class format, class update_t, class take_t>
-void AddFrames(double* pair, bool isOddStart, uint32_t frames, const update_t& update,
-               take_t takeFrame) noexcept {
-    if (frames == 0) return;
+    void Step() noexcept {
+        __builtin_prefetch(reinterpret_cast<const void*>(at));
+        at += stride;
+    }
+
+  private:
+    uintptr_t at;
+    const uintptr_t stride;
+};
+
+// Places frames in slots one by one.
+template <class format, class frames_t, class update_t>
+void AddFrames(double* pair, bool isOddStart, uint32_t count, frames_t frames,
+               const update_t update) noexcept {
+    if (count == 0) return;
     if (isOddStart) {
-        AddPair<format>(pair, format::silentFrame, takeFrame(), update);
+        update.template Add<format>(pair, format::silentFrame, frames.TakeFrame());
         pair += 2;
-        --frames;
+        --count;
     }
-    for (; frames >= 2; frames -= 2, pair += 2) {
-        const uint8_t* low = takeFrame();
-        AddPair<format>(pair, low, takeFrame(), update);
+    const auto addTwo = [&]() noexcept {
+        const uint8_t* low = frames.TakeFrame();
+        update.template Add<format>(pair, low, frames.TakeFrame());
+        pair += 2;
+    };
+    fetch_t fetch;
+    for (; count >= 8; count -= 8) {
+        fetch.Step();
+        addTwo();
+        addTwo();
+        addTwo();
+        addTwo();
     }
-    if (frames != 0) AddPair<format>(pair, takeFrame(), format::silentFrame, update);
+    for (; count >= 2; count -= 2) addTwo();
+    if (count != 0) update.template Add<format>(pair, frames.TakeFrame(), format::silentFrame);
 }
 
 double* FirstPair(double* entries, uint32_t ringAt) noexcept { return entries + (ringAt >> 1 & ~1u); }
@@ -107,29 +173,30 @@ void MixPlain(double* entries, uint32_t ringAt, const uint8_t* source, uint32_t 
               int32_t divisor) noexcept {
     double* pair = FirstPair(entries, ringAt);
     if (divisor == 1) {
-        AddFrames<format>(pair, (ringAt & 2) != 0, sourceFrames, plain_t{}, [&source]() noexcept {
-            const uint8_t* frame = source;
-            source += format::frameBytes;
-            return frame;
-        });
+        AddFrames<format>(pair, (ringAt & 2) != 0, sourceFrames, contiguous_t<format>{source}, plain_t{});
     } else if (divisor == 2 || divisor == 4) {
         for (; sourceFrames != 0; --sourceFrames, source += format::frameBytes)
             for (int32_t repeats = divisor / 2; repeats != 0; --repeats, pair += 2)
-                AddPair<format>(pair, source, source, plain_t{});
+                plain_t{}.Add<format>(pair, source, source);
     }
 }
 
 template <class format>
 void MixGain(double* entries, uint32_t ringAt, const uint8_t* source, uint32_t outputFrames, int32_t leftGain,
              int32_t rightGain, uint32_t step, uint32_t fraction) noexcept {
-    const gain_t gain{
-        doubles_t{(leftGain >> format::gainShift) * 0x1p-8, (rightGain >> format::gainShift) * 0x1p-8}};
-    uint32_t position = fraction;
-    AddFrames<format>(FirstPair(entries, ringAt), (ringAt & 2) != 0, outputFrames, gain, [&]() noexcept {
-        const uint8_t* frame = source + size_t{position >> 10} * format::frameBytes;
-        position += step;
-        return frame;
-    });
+    const int32_t left = leftGain >> format::gainShift, right = rightGain >> format::gainShift;
+    if (std::max(std::abs(left), std::abs(right)) >= gain_t::endK)
+        return referenceKernels.gain[KernelIndex(format::sampleBytes == 2, format::channels == 2)](
+            entries, ringAt, source, outputFrames, leftGain, rightGain, step, fraction);
+    const gain_t gain(left, right);
+    double* pair = FirstPair(entries, ringAt);
+    const bool isOddStart = (ringAt & 2) != 0;
+    if (step == 1024) {
+        source += size_t{fraction >> 10} * format::frameBytes;
+        AddFrames<format>(pair, isOddStart, outputFrames, contiguous_t<format>{source}, gain);
+    } else {
+        AddFrames<format>(pair, isOddStart, outputFrames, stepped_t<format>{source, fraction, step}, gain);
+    }
 }
 
 // Several taps in one update: their sum, in whole units of 8, as every term is a multiple of 8. Wraps instead
@@ -192,6 +259,10 @@ RINGMIX_NO_TSAN void Convert(const double* entries, uint32_t entryCount, uint8_t
     }
 }
 
+void Silence(double* entries, uint32_t entryCount) noexcept {
+    std::fill(entries, entries + entryCount, silentEntry);
+}
+
 uint64_t Collect(const double* entries, uint32_t entryCount, uint64_t bias) noexcept {
     uint64_t seen = 0;
     for (uint32_t e = 0; e < entryCount; ++e) seen |= std::bit_cast<uint64_t>(entries[e] + 0x1p63) - bias;
@@ -214,5 +285,6 @@ constinit const kernel_set_t portableKernels = {
     {MixGain<mono8_t>, MixGain<stereo8_t>, MixGain<mono16_t>, MixGain<stereo16_t>},
     {{MixTaps<1, 1>, MixTaps<1, 2>, MixTaps<1, 4>}, {MixTaps<2, 1>, MixTaps<2, 2>, MixTaps<2, 4>}},
     Convert,
+    Silence,
     Collect,
 };

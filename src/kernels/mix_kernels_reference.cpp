@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstring>
 
+#include "kernels/entry_format.h"
 #include "kernels/mix_kernels.h"
 #include "platform/sanitizer.h"
 
@@ -125,6 +126,10 @@ RINGMIX_NO_TSAN void Convert(const double* entries, uint32_t entryCount, uint8_t
     }
 }
 
+void Silence(double* entries, uint32_t entryCount) noexcept {
+    std::fill(entries, entries + entryCount, silentEntry);
+}
+
 uint64_t Collect(const double* entries, uint32_t entryCount, uint64_t bias) noexcept {
     uint64_t seen = 0;
     for (uint32_t e = 0; e < entryCount; ++e) seen |= std::bit_cast<uint64_t>(entries[e] + 0x1p63) - bias;
@@ -143,5 +148,6 @@ constinit const kernel_set_t referenceKernels = {
     {{MixTaps<false, 1>, MixTaps<false, 2>, MixTaps<false, 4>},
      {MixTaps<true, 1>, MixTaps<true, 2>, MixTaps<true, 4>}},
     Convert,
+    Silence,
     Collect,
 };
