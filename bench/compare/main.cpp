@@ -207,6 +207,7 @@ int main(int argc, char** argv) {
     Report_t report(isJson);
     mixers_t mixers;
     AddRingmix(mixers);
+    AddReader(mixers);
     AddSdlMixer(mixers);
     AddOpenAl(mixers);
     CompareMixers(report, mixers, isSmoke);

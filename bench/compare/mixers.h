@@ -39,5 +39,6 @@ class Mixer_t {
 using mixers_t = std::vector<std::unique_ptr<Mixer_t>>;
 
 void AddRingmix(mixers_t& mixers);  // one for each kernel set that this CPU can run
+void AddReader(mixers_t& mixers);   // only reads the samples
 void AddSdlMixer(mixers_t& mixers);
 void AddOpenAl(mixers_t& mixers);
