@@ -137,7 +137,7 @@ TEST_F(Report, LevelsAreThoseOfTheOutput) {
     for (size_t i = 0; i < 30; ++i) EXPECT_LE(columns["lowest_lead_frames"][i], columns["lead_frames"][i]);
 
     Write("s.toml", "duration = 0.0\n");
-    const json_t none = Figures({"--report", "s.html"});
+    const json_t none = RINGMIX_PICTURES ? Figures({"--report", "s.html"}) : Figures();
     EXPECT_TRUE(none["levels"]["peak_dbfs"].is_null());
     EXPECT_EQ(none["frames"], 0);
 }

@@ -51,7 +51,11 @@ std::string TickText(const axis_t& axis, const std::vector<double>& ticks, doubl
 }
 
 Chart_t::Chart_t(Canvas_t& sheet, const box_t& place, axis_t xAxis, axis_t yAxis)
-    : canvas(sheet), box(place), x(std::move(xAxis)), y(std::move(yAxis)) {}
+    : canvas(sheet), box(place), x(std::move(xAxis)), y(std::move(yAxis)) {
+    for (axis_t* axis : {&x, &y}) {  // of a sound without frames
+        if (!(axis->to > axis->from)) axis->to = axis->from + 1.0;
+    }
+}
 
 double Chart_t::Place(const axis_t& axis, double value, double start, double length) const {
     double share = (value - axis.from) / (axis.to - axis.from);

@@ -193,11 +193,11 @@ void DrawVoices(Canvas_t& canvas, const box_t& box, const render_figures_t& figu
                    {ending_t::freed, "freed"},
                    {ending_t::cutShort, "cut short"},
                    {ending_t::sceneEnd, "still playing at the scene's end"}};
-    for (const auto& [ending, text] : endings) {
+    for (const auto& told : endings) {
         const bool isThere = std::any_of(figures.plays.begin(), figures.plays.end(), [&](const play_t& play) {
-            return play.heardFrame && play.ending == ending;
+            return play.heardFrame && play.ending == told.ending;
         });
-        if (isThere) legend.push_back({text, EndingColor(theme, ending), mark_t::area});
+        if (isThere) legend.push_back({told.text, EndingColor(theme, told.ending), mark_t::area});
     }
     if (figures.HeardPlays() < figures.plays.size())
         legend.push_back({"×: never heard", theme.red, mark_t::dot});
