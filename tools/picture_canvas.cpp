@@ -36,9 +36,9 @@ std::string CleanText(std::string_view text) {
         .get<std::string>();
 }
 
-Canvas_t::Canvas_t(picture_format_t wanted, double sheetWidth, double sheetHeight, const theme_t& sheetTheme,
+Canvas_t::Canvas_t(picture_format_t wanted, double width, double height, const theme_t& sheetTheme,
                    bool isOpaque)
-    : theme(sheetTheme), width(sheetWidth), height(sheetHeight), format(wanted) {
+    : theme(sheetTheme), format(wanted) {
     if (format == picture_format_t::svg) {
         surface = cairo_svg_surface_create_for_stream(Append, &bytes, width, height);
     } else {

@@ -48,8 +48,6 @@ class Canvas_t {
     ~Canvas_t();
 
     const theme_t& Theme() const { return theme; }
-    double Width() const { return width; }
-    double Height() const { return height; }
     cairo_t* Cairo() const { return context; }
 
     void SetColor(const color_t& color);
@@ -71,7 +69,6 @@ class Canvas_t {
 
   private:
     const theme_t& theme;
-    double width, height;
     std::string bytes;
     cairo_surface_t* surface;
     cairo_t* context;

@@ -22,8 +22,7 @@ double RoundStep(double least) {
     return 10.0 * power;
 }
 
-}  // namespace
-
+// Round numbers from one end of an axis to the other, at most so many.
 std::vector<double> Ticks(const axis_t& axis, int most) {
     std::vector<double> ticks;
     if (!(axis.to > axis.from) || most < 1) return ticks;
@@ -41,6 +40,7 @@ std::vector<double> Ticks(const axis_t& axis, int most) {
     return ticks;
 }
 
+// As short as the distance between ticks allows; 12000 is 12k.
 std::string TickText(const axis_t& axis, const std::vector<double>& ticks, double tick) {
     if (axis.isLogarithmic && tick >= 1000.0) return FixedText(tick / 1000.0, 0) + "k";
     const double step = ticks.size() > 1 ? ticks[1] - ticks[0] : 1.0;
@@ -49,6 +49,8 @@ std::string TickText(const axis_t& axis, const std::vector<double>& ticks, doubl
     const double shown = std::abs(tick) < step * 1e-6 ? 0.0 : tick;  // no -0
     return FixedText(shown, decimals);
 }
+
+}  // namespace
 
 Chart_t::Chart_t(Canvas_t& sheet, const box_t& place, axis_t xAxis, axis_t yAxis)
     : canvas(sheet), box(place), x(std::move(xAxis)), y(std::move(yAxis)) {

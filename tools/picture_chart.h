@@ -56,9 +56,4 @@ class Chart_t {
     axis_t x, y;
 };
 
-// Round numbers from one end of an axis to the other, at most so many.
-std::vector<double> Ticks(const axis_t& axis, int most);
-// As short as the distance between ticks allows; 12000 is 12k.
-std::string TickText(const axis_t& axis, const std::vector<double>& ticks, double tick);
-
 }  // namespace tools

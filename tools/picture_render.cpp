@@ -13,6 +13,7 @@ namespace tools {
 namespace {
 
 constexpr double rowHeight = 22, barHeight = 14;
+constexpr size_t mostVoiceRows = 40;  // voices beyond are left to the table and to the JSON
 constexpr double msPerFrame = 1000.0 / outputRateHz;
 
 double Seconds(uint32_t frames) { return static_cast<double>(frames) / outputRateHz; }
@@ -159,10 +160,8 @@ constexpr size_t mostPoints = 2400;
 
 }  // namespace
 
-size_t VoiceRows(const render_figures_t& figures) { return RowsOf(figures).names.size(); }
-
 double VoicesHeight(const render_figures_t& figures) {
-    return rowHeight * static_cast<double>(std::max<size_t>(VoiceRows(figures), 1)) + 6;
+    return rowHeight * static_cast<double>(std::max<size_t>(RowsOf(figures).names.size(), 1)) + 6;
 }
 
 void DrawVoices(Canvas_t& canvas, const box_t& box, const render_figures_t& figures) {

@@ -6,10 +6,8 @@
 
 namespace tools {
 
-// How many rows the timeline of voices has, and how high it therefore is.
-size_t VoiceRows(const render_figures_t& figures);
+// Of the timeline of voices, with a row for each.
 double VoicesHeight(const render_figures_t& figures);
-constexpr size_t mostVoiceRows = 40;  // voices beyond are left to the table and to the JSON
 
 void DrawVoices(Canvas_t& canvas, const box_t& box, const render_figures_t& figures);
 void DrawRing(Canvas_t& canvas, const box_t& box, const render_figures_t& figures);
