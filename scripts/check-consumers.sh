@@ -77,8 +77,9 @@ grep -q 'ringmix archive extract' "$stage/page" || { echo "the manual page lacks
 [ ! -s "$stage/warnings" ] || { cat "$stage/warnings"; exit 1; }
 completed=$(PATH=$build:$PATH bash -c '. completions/ringmix; COMP_WORDS=(ringmix archive ex); COMP_CWORD=2
   _ringmix; echo "${COMPREPLY[@]}"; COMP_WORDS=(ringmix archive extract --t); COMP_CWORD=3; _ringmix
+  echo "${COMPREPLY[@]}"; COMP_WORDS=(ringmix render tests/data/golden/); COMP_CWORD=2; _ringmix
   echo "${COMPREPLY[@]}"')
-[ "$completed" = $'extract\n--to' ] || { echo "completion of ringmix: $completed"; exit 1; }
+[ "$completed" = $'extract\n--to\ntests/data/golden/scene.toml' ] || { echo "completion of ringmix: $completed"; exit 1; }
 
 # Debian packages, where there is what makes them.
 if command -v dpkg-shlibdeps >/dev/null; then

@@ -4,8 +4,8 @@
 set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config libgtest-dev libbenchmark-dev libcli11-dev libtomlplusplus-dev
-  nlohmann-json3-dev libsndfile1-dev libsamplerate0-dev libmd-dev libasound2-dev libasound2-plugins pulseaudio
-  pulseaudio-utils libsdl2-dev python3)
+  nlohmann-json3-dev libsndfile1-dev libsamplerate0-dev libmd-dev libcairo2-dev libfftw3-dev libebur128-dev
+  libasound2-dev libasound2-plugins pulseaudio pulseaudio-utils libsdl2-dev python3)
 case ${1:-release} in
   clang | asan | fuzz) packages+=(clang libclang-rt-dev) ;;
   aarch64) packages+=(g++-aarch64-linux-gnu qemu-user) ;;

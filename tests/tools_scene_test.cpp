@@ -132,11 +132,11 @@ TEST_F(Scene, ErrorsNameFileAndLine) {
         {"one archive, one name, two files",
          base + "[[sound]]\nfile = \"a.sn\"\n[[sound]]\nfile = \"c.sn\"\nname = \"c\"",
          "s.toml:12: archive DefaultArchive already has a sound inner, from a.sn\n"},
-        {"file that is not there", sound + "file = \"none.wav\"", "none.wav: "},
-        {"engine file that is none", sound + "file = \"broken.sn\"", "broken.sn: "},
-        {"engine file cut short", sound + "file = \"late.sn\"\nname = \"l\"", "late.sn: "},
-        {"file that is no audio", sound + "file = \"s.toml\"", "s.toml: "},
-        {"folder", sound + "file = \".\"", ".: "},
+        {"file that is not there", sound + "file = \"none.wav\"", "s.toml:11: none.wav: "},
+        {"engine file that is none", sound + "file = \"broken.sn\"", "s.toml:11: broken.sn: "},
+        {"engine file cut short", sound + "file = \"late.sn\"\nname = \"l\"", "s.toml:11: late.sn: "},
+        {"file that is no audio", sound + "file = \"s.toml\"", "s.toml:11: s.toml: "},
+        {"folder", sound + "file = \".\"", "s.toml:11: .: "},
     };
     Write("out.wav", "older");
     for (const error_case_t& test : cases) {

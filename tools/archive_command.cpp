@@ -1,14 +1,13 @@
 // archive_command.cpp - ringmix archive create|list|extract|add|remove, and the three of them that write an
 // archive.
 #include <CLI/CLI.hpp>
-#include <cstdio>
 #include <memory>
 
 #include "tools/archive_file.h"
 #include "tools/commands.h"
 #include "tools/sound_classes.h"
 #include "tools/subcommands.h"
-#include "tools/text_table.h"
+#include "tools/terminal.h"
 
 namespace tools {
 
@@ -47,8 +46,8 @@ struct arguments_t {
 outcome_t Write(ArchiveFile_t& archive, const std::string& path) {
     if (outcome_t written = archive.Write(path); !written) return written;
     const size_t count = archive.Sounds().size();
-    std::printf("%s: %zu sound%s, %llu bytes\n", Printable(path).c_str(), count, count == 1 ? "" : "s",
-                static_cast<unsigned long long>(archive.Bytes()));
+    PrintReport(path + ": " + std::to_string(count) + (count == 1 ? " sound, " : " sounds, ") +
+                std::to_string(archive.Bytes()) + " bytes");
     return Success();
 }
 
@@ -95,6 +94,7 @@ command_t AddWriter(CLI::App& app, const description_t& description, outcome_t (
         ->required()
         ->check(CLI::Validator(CheckArchiveName, ""));
     command->add_option(description.itemTitle, arguments->items, description.itemSays)->required();
+    AddQuietFlag(*command);
     command->footer(description.footer);
     return [arguments, run] { return StatusOf(run(*arguments)); };
 }

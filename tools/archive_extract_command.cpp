@@ -3,7 +3,6 @@
 // The names come out of the archive and may be anything. Every file to be written is checked before the first
 // one is, and none lies outside DIR.
 #include <CLI/CLI.hpp>
-#include <cstdio>
 #include <memory>
 
 #include "tools/archive_file.h"
@@ -11,7 +10,8 @@
 #include "tools/interrupt.h"
 #include "tools/output_file.h"
 #include "tools/sound_classes.h"
-#include "tools/text_table.h"
+#include "tools/subcommands.h"
+#include "tools/terminal.h"
 
 namespace tools {
 
@@ -61,7 +61,9 @@ outcome_t PlanAll(const arguments_t& arguments, const ArchiveFile_t& archive,
                   std::vector<extraction_t>& plan) {
     for (const std::string& name : arguments.names) {
         const archive_sound_t* sound = archive.Find(name);
-        if (sound == nullptr) return Failure(arguments.archive, "Has no sound " + name);
+        if (sound == nullptr)
+            return Failure(arguments.archive,
+                           "Has no sound " + name + ": ringmix archive list shows what it has");
         if (outcome_t planned = Plan(arguments, *sound, plan); !planned) return planned;
     }
     if (!arguments.names.empty()) return Success();
@@ -91,7 +93,7 @@ outcome_t WriteSoundFile(const extraction_t& extraction) {
     std::vector<uint8_t> piece(65536);
     for (size_t count; (count = read(piece.data(), piece.size())) > 0;) file.Write(piece.data(), count);
     if (outcome_t committed = file.Commit(); !committed) return committed;
-    std::printf("%s\n", Printable(extraction.target.string()).c_str());
+    PrintReport(extraction.target.string());
     return Success();
 }
 
@@ -104,7 +106,7 @@ outcome_t RunExtract(const arguments_t& arguments) {
     for (const extraction_t& extraction : plan) {
         const archive_sound_t& sound = *extraction.sound;
         if (sound.soundClass->isStream) {
-            std::printf("%s\n", Printable(sound.Name() + ": a stream, stays in " + sound.path).c_str());
+            PrintReport(sound.Name() + ": a stream, stays in " + sound.path);
         } else if (outcome_t written = WriteSoundFile(extraction); !written) {
             return written;
         }
@@ -120,6 +122,7 @@ command_t AddArchiveExtractCommand(CLI::App& app) {
     command->add_option("ARCHIVE", arguments->archive, "Archive to read")->required();
     command->add_option("NAME", arguments->names, "Sounds of the archive [all]");
     command->add_option("--to", arguments->folder, "Folder for the sound files")->required();
+    AddQuietFlag(*command);
     command->footer(footer);
     return [arguments] { return StatusOf(RunExtract(*arguments)); };
 }

@@ -158,7 +158,8 @@ outcome_t ArchiveFile_t::Add(const std::filesystem::path& soundFile) {
 }
 
 outcome_t ArchiveFile_t::Remove(const std::string& name) {
-    if (names.erase(name) == 0) return Failure(shownName, "Has no sound " + name);
+    if (names.erase(name) == 0)
+        return Failure(shownName, "Has no sound " + name + ": ringmix archive list shows what it has");
     std::erase_if(sounds, [&](const archive_sound_t& sound) { return sound.Name() == name; });
     return Success();
 }

@@ -6,12 +6,20 @@
 #include <cmath>
 
 #include "input_file.h"
+#include "sound_classes.h"
 
 namespace tools {
 
 namespace {
 
 constexpr size_t blockSamples = 65536;
+
+std::string WhyNot(const std::filesystem::path& path) {
+    if (IsEngineFile(path)) return "A sound file of the engine: ringmix export makes a wave file of it";
+    std::string reason = sf_strerror(nullptr);
+    if (reason.ends_with('.')) reason.pop_back();
+    return reason + ": not a wave, FLAC, Ogg, MP3 or AIFF file, nor anything else that libsndfile reads";
+}
 
 }  // namespace
 
@@ -20,7 +28,7 @@ outcome_t AudioSource_t::Open(const std::filesystem::path& path) {
     if (outcome_t readable = CheckReadable(path); !readable) return readable;
     info = {};
     file.reset(sf_open(path.c_str(), SFM_READ, &info));
-    if (file == nullptr) return Failure(shownName, sf_strerror(nullptr));
+    if (file == nullptr) return Failure(shownName, WhyNot(path));
     if (info.channels < 1 || info.samplerate < 1) return Failure(shownName, "No channels or no sample rate");
     return Success();
 }

@@ -22,6 +22,7 @@ class AudioSource_t {
     uint32_t RateHz() const { return static_cast<uint32_t>(info.samplerate); }
     // What the file claims; how much comes may differ.
     uint64_t ClaimedFrames() const { return info.frames > 0 ? static_cast<uint64_t>(info.frames) : 0; }
+    uint32_t Format() const { return static_cast<uint32_t>(info.format); }  // SF_FORMAT_...
     // Whether the samples are plain integers of 16 bits.
     bool Is16Bit() const;
     // SF_CHANNEL_MAP_... for each channel; empty if the file does not say.

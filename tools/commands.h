@@ -22,6 +22,7 @@ command_t AddInfoCommand(CLI::App& app);
 command_t AddArchiveCommand(CLI::App& app);
 command_t AddRenderCommand(CLI::App& app);
 command_t AddVerifyCommand(CLI::App& app);
+command_t AddPlotCommand(CLI::App& app);
 command_t AddPlayCommand(CLI::App& app);
 command_t AddDevicesCommand(CLI::App& app);
 command_t AddVolumeCommand(CLI::App& app);

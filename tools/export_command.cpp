@@ -1,17 +1,15 @@
 // export_command.cpp - ringmix export FILE OUT.wav: any sound of the engine as a PCM wave file.
 #include <CLI/CLI.hpp>
 #include <cmath>
-#include <cstdio>
 #include <memory>
 
-#include "tools/archive_file.h"
 #include "tools/commands.h"
 #include "tools/interrupt.h"
 #include "tools/number_text.h"
 #include "tools/output_file.h"
-#include "tools/sound_classes.h"
-#include "tools/sound_reader.h"
-#include "tools/text_table.h"
+#include "tools/sound_choice.h"
+#include "tools/subcommands.h"
+#include "tools/terminal.h"
 #include "tools/wave_header.h"
 
 namespace tools {
@@ -32,45 +30,7 @@ struct arguments_t {
     CLI::Option* nameOption = nullptr;
 };
 
-// Where the samples come from; what it opens lives as long as it does.
-class Source_t {
-  public:
-    outcome_t Open(const arguments_t& arguments) {
-        const std::string& path = arguments.file;
-        if (!IsEngineFile(path) && ArchiveFile_t::IsArchive(path)) return OpenArchive(arguments);
-        if (outcome_t opened = file.Open(path); !opened) return opened;
-        stored = file.Stored();
-        samples.emplace(file.Samples());
-        if (arguments.nameOption->count() == 0 || arguments.name == stored.header.name) return Success();
-        return Failure(path, "Its sound is called " + stored.header.name);
-    }
-
-    stored_sound_t stored;
-    std::optional<SampleReader_t> samples;
-
-  private:
-    outcome_t OpenArchive(const arguments_t& arguments) {
-        if (outcome_t read = archive.Read(arguments.file); !read) return read;
-        const archive_sound_t* sound = nullptr;
-        if (arguments.nameOption->count() > 0) {
-            sound = archive.Find(arguments.name);
-            if (sound == nullptr) return Failure(arguments.file, "Has no sound " + arguments.name);
-        } else if (archive.Sounds().size() == 1) {
-            sound = &archive.Sounds().front();
-        } else {
-            return Failure(arguments.file, "Holds " + std::to_string(archive.Sounds().size()) +
-                                               " sounds: pick one with --name");
-        }
-        outcome_t opened = OpenSamples(arguments.file, *sound, file, samples);
-        stored = sound->stored;
-        return opened;
-    }
-
-    ArchiveFile_t archive;
-    SoundFile_t file;
-};
-
-outcome_t WriteSamples(Source_t& source, OutputFile_t& file, const std::string& shownName) {
+outcome_t WriteSamples(SoundChoice_t& source, OutputFile_t& file, const std::string& shownName) {
     std::vector<int16_t> samples;
     std::string bytes;
     do {
@@ -91,8 +51,9 @@ outcome_t WriteSamples(Source_t& source, OutputFile_t& file, const std::string& 
 }
 
 outcome_t Export(const arguments_t& arguments) {
-    Source_t source;
-    if (outcome_t opened = source.Open(arguments); !opened) return opened;
+    SoundChoice_t source;
+    const std::string* const name = arguments.nameOption->count() > 0 ? &arguments.name : nullptr;
+    if (outcome_t opened = source.Open(arguments.file, name); !opened) return opened;
     const stored_sound_t& stored = source.stored;
     const wave_shape_t shape{stored.Channels(), stored.Bits(),
                              static_cast<uint32_t>(std::lround(stored.RateHz()))};
@@ -109,7 +70,7 @@ outcome_t Export(const arguments_t& arguments) {
         arguments.output + ": " + stored.header.name + ", " + std::to_string(stored.header.frameCount) +
         " frames, " + FixedText(stored.Seconds(), 3) + " s, " + std::to_string(shape.rateHz) + " Hz, " +
         (stored.header.isStereo ? "stereo, " : "mono, ") + std::to_string(shape.bits) + " bits";
-    std::printf("%s\n", Printable(line).c_str());
+    PrintReport(line);
     return Success();
 }
 
@@ -121,6 +82,7 @@ command_t AddExportCommand(CLI::App& app) {
     command->add_option("FILE", arguments->file, "Sound file of the engine, or an archive")->required();
     command->add_option("OUT", arguments->output, "Wave file to write")->required();
     arguments->nameOption = command->add_option("--name", arguments->name, "Which sound of an archive");
+    AddQuietFlag(*command);
     command->footer(footer);
     return [arguments] { return StatusOf(Export(*arguments)); };
 }

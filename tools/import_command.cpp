@@ -1,7 +1,6 @@
 // import_command.cpp - ringmix import INPUT OUTPUT.
 #include <CLI/CLI.hpp>
 #include <cmath>
-#include <cstdio>
 #include <memory>
 
 #include "sounds/sound.h"
@@ -10,7 +9,8 @@
 #include "tools/number_text.h"
 #include "tools/sound_classes.h"
 #include "tools/sound_import.h"
-#include "tools/text_table.h"
+#include "tools/subcommands.h"
+#include "tools/terminal.h"
 
 namespace tools {
 
@@ -81,7 +81,7 @@ std::string FormText(const import_report_t& report) {
     return text;
 }
 
-void PrintReport(const std::string& output, const import_report_t& report) {
+void PrintImport(const std::string& output, const import_report_t& report) {
     const sound_header_t& header = report.stored.header;
     const uint32_t rateHz = outputRateHz / header.rateDivisor;
     std::string line = output + ": " + header.name + ", " + std::to_string(header.frameCount) + " frames, " +
@@ -93,7 +93,7 @@ void PrintReport(const std::string& output, const import_report_t& report) {
         line += ", mixed down from " + std::to_string(report.sourceChannels) + " channels";
     }
     if (report.clippedSamples != 0) line += ", " + std::to_string(report.clippedSamples) + " samples clipped";
-    std::printf("%s\n", Printable(line).c_str());
+    PrintReport(line);
 }
 
 int RunImport(const arguments_t& arguments) {
@@ -107,7 +107,7 @@ int RunImport(const arguments_t& arguments) {
     import_report_t report;
     const outcome_t imported = ImportSound(arguments.input, arguments.output, options, report);
     if (!imported) return StatusOf(imported);
-    PrintReport(arguments.output, report);
+    PrintImport(arguments.output, report);
     return exitSuccess;
 }
 
@@ -132,6 +132,7 @@ command_t AddImportCommand(CLI::App& app) {
         ->check(CLI::IsMember({44100u, 22050u, 11025u}));
     command->add_flag("--mono", options.toMono, "Average all channels into one");
     command->add_flag("--8bit", options.to8Bit, "Store 8-bit samples; not for ADPCM");
+    AddQuietFlag(*command);
     command->footer(footer);
     return [arguments] { return RunImport(*arguments); };
 }

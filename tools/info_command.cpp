@@ -1,6 +1,5 @@
 // info_command.cpp - ringmix info FILE...: a table for people, or JSON for machines.
 #include <CLI/CLI.hpp>
-#include <cmath>
 #include <cstdio>
 #include <memory>
 
@@ -35,11 +34,6 @@ struct sound_info_t {
     sound_levels_t levels;
 };
 
-json_t LevelJson(double level) {
-    if (level <= 0.0) return nullptr;  // JSON has no infinity
-    return std::round(Decibels(level) * 1000.0) / 1000.0;
-}
-
 json_t ToJson(const sound_info_t& info) {
     const stored_sound_t& stored = info.stored;
     json_t json = {{"file", info.file},
@@ -52,8 +46,8 @@ json_t ToJson(const sound_info_t& info) {
                    {"bits", stored.Bits()},
                    {"base_volume", ShortestDouble(stored.header.baseVolume)},
                    {"locks", LocksOf(stored.header.lockFlags)},
-                   {"peak_dbfs", LevelJson(info.levels.peak)},
-                   {"rms_dbfs", LevelJson(info.levels.rms)}};
+                   {"peak_dbfs", DecibelJson(Decibels(info.levels.peak))},
+                   {"rms_dbfs", DecibelJson(Decibels(info.levels.rms))}};
     if (stored.IsAdpcm()) json["block_bytes"] = stored.blockBytes;
     return json;
 }

@@ -26,12 +26,14 @@ int32_t PeakOf(double entry) {
 
 }  // namespace
 
-level_pair_t MeasureSent(uint32_t frames) {
+level_pair_t MeasureSent(uint32_t frames) { return MeasureRing(AudioSystem::ringBase, frames); }
+
+level_pair_t MeasureRing(uint32_t endUnit, uint32_t frames) {
     using namespace AudioSystem;
     if (ringLength == 0) return {};
     frames = std::min(frames, mostFrames) & ~1u;
     const uint32_t entries = ringLength / 2;
-    const uint32_t first = (ringBase / 2 + entries - frames) % entries & ~1u;
+    const uint32_t first = (endUnit / 2 + entries - frames) % entries & ~1u;
     int32_t left = 0, right = 0;
     for (uint32_t i = 0; i < frames; i += 2) {
         const uint32_t entry = (first + i) % entries;

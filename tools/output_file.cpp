@@ -42,6 +42,9 @@ outcome_t OutputFile_t::Create(const std::filesystem::path& targetPath) {
     target = targetPath;
     const auto status = std::filesystem::status(targetPath, error);
     if (std::filesystem::is_directory(status)) return Failure(shownName, std::strerror(EISDIR));
+    const std::filesystem::path folder = targetPath.parent_path();
+    if (!folder.empty() && !std::filesystem::is_directory(folder, error))
+        return Failure(shownName, "There is no folder " + folder.string());
     if (std::filesystem::exists(status)) {
         if (!std::filesystem::is_regular_file(status)) return Failure(shownName, "Not a regular file");
         target = std::filesystem::canonical(targetPath, error);

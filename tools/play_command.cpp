@@ -2,8 +2,6 @@
 //
 // A voice counts as ended when it has been mixed to its end, which lies ahead of what is heard: the next one
 // starts when the output has got there.
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
@@ -24,6 +22,8 @@
 #include "tools/live_engine.h"
 #include "tools/number_text.h"
 #include "tools/play_list.h"
+#include "tools/subcommands.h"
+#include "tools/terminal.h"
 #include "tools/text_table.h"
 #include "voices/voice.h"
 
@@ -78,6 +78,11 @@ std::string CheckFrequency(const std::string& text) {
     float frequency = 0;
     const bool isValid = CLI::detail::lexical_cast(text, frequency) && frequency >= 0.2f && frequency < 8.0f;
     return isValid ? "" : "a frequency is a number from 0.2 up to, but not including, 8";
+}
+
+std::string CheckSeconds(const std::string& text) {
+    double seconds = 0;
+    return CLI::detail::lexical_cast(text, seconds) && seconds > 0 ? "" : "seconds are a number above 0";
 }
 
 std::string TimeText(double seconds) {
@@ -198,7 +203,7 @@ class Player_t {
     LiveEngine_t& engine;
     const arguments_t& arguments;
     Keyboard_t keyboard;
-    const bool showsLine = isatty(STDERR_FILENO) == 1;
+    const bool showsLine = ShowsProgress();
     volume_pair_t volume;
     Voice_t* voice = nullptr;
     std::string title;
@@ -215,7 +220,7 @@ void PrintEnd(uint64_t outputFrames) {
         line += ", fed " + FixedText(status.leadFrames * 1000 / outputRate, 0) + " ms ahead, " +
                 std::to_string(status.underruns) + " underruns, " + std::to_string(status.losses) + " losses";
     }
-    std::printf("%s\n", line.c_str());
+    PrintReport(line);
 }
 
 outcome_t Play(const arguments_t& arguments) {
@@ -253,7 +258,8 @@ command_t AddPlayCommand(CLI::App& app) {
     command->add_option("--device", arguments->device,
                         "Device to play on, or null to play unheard [default]");
     command->add_option("--seconds", arguments->seconds, "Stop after so many seconds")
-        ->check(CLI::PositiveNumber);
+        ->check(CLI::Validator(CheckSeconds, ""));
+    AddQuietFlag(*command);
     command->footer(footer);
     return [arguments] { return StatusOf(Play(*arguments)); };
 }

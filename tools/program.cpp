@@ -6,6 +6,7 @@
 #include "tools/interrupt.h"
 #include "tools/outcome.h"
 #include "tools/subcommands.h"
+#include "tools/terminal.h"
 #include "tools/text_table.h"
 
 namespace tools {
@@ -17,20 +18,41 @@ constexpr char footer[] =
     "is\n"
     "written appears when it is complete; until then, and after a failure, an older one stays as it was.\n";
 
+void PrintError(const std::string& text) {
+    std::fprintf(stderr, "%s %s\n", Painted(stderr, paint_t::red, "ringmix:").c_str(), text.c_str());
+}
+
+// What to run to see how the command that was meant is used.
+std::string UsageHint(const CLI::App& app) {
+    std::string command = "ringmix";
+    for (const CLI::App* at = &app; !at->get_subcommands().empty();) {
+        at = at->get_subcommands().front();
+        command += " " + at->get_name();
+    }
+    return "Run " + command + " --help to see what it takes.\n";
+}
+
+// Whether the next word was to be a command.
+bool TakesCommand(const CLI::App& app) {
+    const CLI::App* at = &app;
+    while (!at->get_subcommands().empty()) at = at->get_subcommands().front();
+    return !at->get_subcommands([](const CLI::App*) { return true; }).empty();
+}
+
 // Errors of the command line go out in the program's own form; help and version as they are.
 int ReportParse(const CLI::App& app, const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);
-    std::fprintf(
-        stderr,
-        "ringmix: %s\nRun ringmix --help, or with a command's name before it, to see what it takes.\n",
-        error.what());
+    const std::vector<std::string> unknown = app.remaining(true);
+    const bool isCommand = !unknown.empty() && !unknown.front().starts_with('-') && TakesCommand(app);
+    PrintError(isCommand ? "There is no command " + unknown.front() : error.what());
+    std::fputs(UsageHint(app).c_str(), stderr);
     return exitUsage;
 }
 
 }  // namespace
 
 void PrintFailure(const outcome_t& failure) {
-    std::fprintf(stderr, "ringmix: %s\n", Printable(failure.subject + ": " + failure.reason).c_str());
+    PrintError(Printable(failure.subject + ": " + failure.reason));
 }
 
 int StatusOf(const outcome_t& outcome) {
@@ -40,6 +62,7 @@ int StatusOf(const outcome_t& outcome) {
 }
 
 int RunProgram(int argumentCount, char** arguments) {
+    SetQuiet(false);
     CLI::App app("Imports, inspects, archives, renders and plays sounds of the ringmix audio engine",
                  "ringmix");
     AddVersionFlag(app);
@@ -47,7 +70,8 @@ int RunProgram(int argumentCount, char** arguments) {
     app.footer(footer);
     const Subcommands_t subcommands(
         app, {AddImportCommand, AddExportCommand, AddInfoCommand, AddArchiveCommand, AddRenderCommand,
-              AddVerifyCommand, AddPlayCommand, AddDevicesCommand, AddVolumeCommand, AddLatencyCommand});
+              AddVerifyCommand, AddPlotCommand, AddPlayCommand, AddDevicesCommand, AddVolumeCommand,
+              AddLatencyCommand});
     try {
         app.parse(argumentCount, arguments);
     } catch (const CLI::ParseError& error) {

@@ -1,22 +1,22 @@
 // progress.cpp - redrawn only when the percentage changes.
 #include "progress.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdio>
+
+#include "terminal.h"
 
 namespace tools {
 
 Progress_t::Progress_t(std::string barLabel, uint64_t totalCount)
-    : label(std::move(barLabel)), total(totalCount), isTerminal(isatty(STDERR_FILENO) == 1) {}
+    : label(std::move(barLabel)), total(totalCount), isShown(ShowsProgress()) {}
 
 Progress_t::~Progress_t() {
     if (shownPercent >= 0) std::fputs("\r\x1b[K", stderr);  // to the line's start, erase to its end
 }
 
 void Progress_t::Show(uint64_t done) {
-    if (!isTerminal || total == 0) return;
+    if (!isShown || total == 0) return;
     const int percent =
         static_cast<int>(100.0 * static_cast<double>(std::min(done, total)) / static_cast<double>(total));
     if (percent == shownPercent) return;

@@ -1,4 +1,4 @@
-// progress.h - a bar on standard error, if that is a terminal.
+// progress.h - a bar on standard error, if that is a terminal and nobody asked for quiet.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,7 @@ class Progress_t {
     std::string label;
     uint64_t total;
     int shownPercent = -1;
-    bool isTerminal;
+    bool isShown;
 };
 
 }  // namespace tools

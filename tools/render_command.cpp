@@ -1,19 +1,25 @@
-// render_command.cpp - ringmix render SCENE.toml -o OUT.wav: a scene to a wave file, or to standard output.
+// render_command.cpp - ringmix render SCENE.toml: a scene to a wave file, to a page that tells about it, or
+// to JSON.
 //
 // The length is known before the first byte, so the header goes out first and the output is never held in
 // memory.
 #include <CLI/CLI.hpp>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <memory>
+#include <optional>
 
 #include "tools/commands.h"
+#include "tools/engine_rates.h"
 #include "tools/number_text.h"
-#include "tools/output_file.h"
+#include "tools/output_target.h"
+#include "tools/pictures.h"
 #include "tools/progress.h"
+#include "tools/render_json.h"
+#include "tools/render_recorder.h"
 #include "tools/scene_player.h"
 #include "tools/scene_sounds.h"
+#include "tools/subcommands.h"
+#include "tools/terminal.h"
 #include "tools/wave_header.h"
 
 namespace tools {
@@ -29,74 +35,120 @@ constexpr char footer[] =
     "--stats tells of each stream: pages and bytes read, pages read more than once, the most pages in "
     "memory\n"
     "at a time, and frames that were mixed before their page had arrived.\n\n"
-    "  ringmix render scene.toml -o out.wav\n"
+    "--report writes one page with everything in it: waveform, spectrum, voices, ring, cost. --json has the "
+    "same\n"
+    "figures for machines. docs/report.md tells what they mean.\n\n"
+    "  ringmix render scene.toml -o out.wav --report out.html\n"
+    "  ringmix render scene.toml --json - | jq .levels.peak_dbfs\n"
     "  ringmix render scene.toml -o - | aplay\n";
 
 struct arguments_t {
-    std::string scene, output;
+    std::string scene, output, report, json;
     bool withStatistics = false;
 };
 
-// Standard output, or a file that appears when it is complete.
-class WaveTarget_t {
-  public:
-    explicit WaveTarget_t(const std::string& output) : name(output), toStandardOutput(output == "-") {}
+struct targets_t {
+    OutputTarget_t wave, page, json;
 
-    outcome_t Open() { return toStandardOutput ? Success() : file.Create(name); }
+    explicit targets_t(const arguments_t& arguments)
+        : wave(arguments.output), page(arguments.report), json(arguments.json) {}
 
-    bool Write(const void* bytes, size_t count) {
-        if (!toStandardOutput) return file.Write(bytes, count);
-        if (pipeError == 0 && std::fwrite(bytes, 1, count, stdout) != count) pipeError = errno;
-        return pipeError == 0;
+    // All of them, so that what cannot be written is told before anything is rendered.
+    outcome_t Open() {
+        for (OutputTarget_t* target : {&wave, &page, &json}) {
+            if (outcome_t opened = target->Open(); !opened) return opened;
+        }
+        return Success();
     }
-
-    outcome_t Close() {
-        if (!toStandardOutput) return file.Commit();
-        if (pipeError == 0 && std::fflush(stdout) != 0) pipeError = errno;
-        return pipeError == 0 ? Success() : Failure("standard output", std::strerror(pipeError));
+    bool ToStandardOutput() const {
+        return wave.ToStandardOutput() || page.ToStandardOutput() || json.ToStandardOutput();
     }
-
-    bool ToStandardOutput() const { return toStandardOutput; }
-
-  private:
-    std::string name;
-    bool toStandardOutput;
-    OutputFile_t file;
-    int pipeError = 0;
 };
 
-outcome_t RenderInto(WaveTarget_t& target, const scene_t& scene, SceneSounds_t& sounds,
-                     std::vector<stream_statistics_t>& streams) {
-    const std::string header = FormatWaveHeader(scene.outputFrames);
-    if (!target.Write(header.data(), header.size())) return target.Close();
+// What the page and the JSON need to know of a render, gathered while it runs.
+struct observation_t {
+    observation_t(const scene_t& scene, bool isDrawn) : recorder(scene) {
+        if (isDrawn) view.emplace(2, outputRateHz, scene.outputFrames, 32767.0 / 32768.0);
+    }
+    void Add(const uint8_t* bytes, size_t count) {
+        recorder.AddOutput(bytes, count);
+        if (view) view->Add(recorder.LatestSamples().data(), recorder.LatestSamples().size() / 2);
+    }
+
+    RenderRecorder_t recorder;
+    std::optional<SignalView_t> view;  // only the page needs it
+};
+
+outcome_t Play(const scene_t& scene, SceneSounds_t& sounds, OutputTarget_t& wave, observation_t* observation,
+               std::vector<stream_statistics_t>& streams) {
+    wave.Write(FormatWaveHeader(scene.outputFrames));
     Progress_t progress(scene.path.filename().string(), uint64_t{scene.outputFrames} * 4);
-    uint64_t bytesWritten = 0;
+    uint64_t bytesPlayed = 0;
     bool isWritten = true;
     const auto sink = [&](const uint8_t* bytes, size_t count) {
-        isWritten = target.Write(bytes, count);
-        bytesWritten += count;
-        progress.Show(bytesWritten);
+        isWritten = wave.Write(bytes, count);
+        if (observation) observation->Add(bytes, count);
+        progress.Show(bytesPlayed += count);
         return isWritten;
     };
-    const outcome_t played = PlayScene(scene, sounds, sink, &streams);
-    return played || !isWritten ? target.Close() : played;
+    const outcome_t played =
+        PlayScene(scene, sounds, sink, &streams, observation ? &observation->recorder : nullptr);
+    return played || !isWritten ? wave.Close() : played;
+}
+
+outcome_t Tell(targets_t& targets, observation_t& observation,
+               const std::vector<stream_statistics_t>& streams) {
+    const render_figures_t figures = observation.recorder.Finish(streams);
+    if (observation.view) {
+        observation.view->Finish();
+        targets.page.Write(RenderPage(figures, *observation.view));
+    }
+    if (targets.json.IsWanted()) targets.json.Write(JsonText(RenderJson(figures), -1));
+    if (outcome_t closed = targets.page.Close(); !closed) return closed;
+    return targets.json.Close();
 }
 
 outcome_t Render(const arguments_t& arguments) {
+    if (!arguments.report.empty()) {
+        if (outcome_t drawing = CheckPictures(arguments.report); !drawing) return drawing;
+    }
     scene_t scene;
     SceneSounds_t sounds(scene);
     if (outcome_t prepared = PrepareScene(arguments.scene, scene, sounds); !prepared) return prepared;
-    WaveTarget_t target(arguments.output);
-    if (outcome_t opened = target.Open(); !opened) return opened;
+    targets_t targets(arguments);
+    if (outcome_t opened = targets.Open(); !opened) return opened;
     if (outcome_t imported = sounds.Import(); !imported) return imported;
     std::vector<stream_statistics_t> streams;
-    if (outcome_t rendered = RenderInto(target, scene, sounds, streams); !rendered) return rendered;
-    if (!target.ToStandardOutput()) {
-        std::printf("%s: %u frames, %s s\n", arguments.output.c_str(), scene.outputFrames,
-                    FixedText(scene.outputFrames / 44100.0, 3).c_str());
+    std::optional<observation_t> observation;
+    if (targets.page.IsWanted() || targets.json.IsWanted())
+        observation.emplace(scene, targets.page.IsWanted());
+    observation_t* const looksOn = observation ? &*observation : nullptr;
+    if (outcome_t played = Play(scene, sounds, targets.wave, looksOn, streams); !played) return played;
+    if (observation) {
+        if (outcome_t told = Tell(targets, *observation, streams); !told) return told;
     }
-    if (arguments.withStatistics) PrintStatistics(streams, target.ToStandardOutput() ? stderr : stdout);
+    if (!targets.ToStandardOutput()) {
+        const std::string& main = targets.wave.IsWanted()   ? arguments.output
+                                  : targets.page.IsWanted() ? arguments.report
+                                                            : arguments.json;
+        PrintReport(main + ": " + std::to_string(scene.outputFrames) + " frames, " +
+                    FixedText(scene.outputFrames / 44100.0, 3) + " s");
+    }
+    if (arguments.withStatistics) PrintStatistics(streams, targets.ToStandardOutput() ? stderr : stdout);
     return Success();
+}
+
+// A result that is written twice, or none at all, is a slip of the pen.
+void CheckOutputs(const arguments_t& arguments) {
+    if (arguments.output.empty() && arguments.report.empty() && arguments.json.empty())
+        throw CLI::RequiredError("--output, --report or --json");
+    const std::string* const names[] = {&arguments.output, &arguments.report, &arguments.json};
+    for (const std::string* one : names) {
+        for (const std::string* other : names) {
+            if (one != other && !one->empty() && *one == *other)
+                throw CLI::ValidationError(*one, "is to hold two different things");
+        }
+    }
 }
 
 }  // namespace
@@ -105,11 +157,16 @@ command_t AddRenderCommand(CLI::App& app) {
     const auto arguments = std::make_shared<arguments_t>();
     CLI::App* command = app.add_subcommand("render", "Play a scene without a sound card, into a wave file");
     command->add_option("SCENE", arguments->scene, "Scene file (TOML)")->required();
-    command->add_option("-o,--output", arguments->output, "Wave file to write; - for standard output")
-        ->required();
+    command->add_option("-o,--output", arguments->output, "Wave file to write; - for standard output");
+    command->add_option("--report", arguments->report, "Page of HTML to write, with pictures and figures");
+    command->add_option("--json", arguments->json, "The same figures as JSON; - for standard output");
     command->add_flag("--stats", arguments->withStatistics,
                       "Say what each stream cost; on standard error if the output goes to standard output");
+    AddQuietFlag(*command);
     command->footer(footer);
+    command->final_callback([arguments, command] {
+        if (command->parsed()) CheckOutputs(*arguments);
+    });
     return [arguments] { return StatusOf(Render(*arguments)); };
 }
 

@@ -57,4 +57,10 @@ std::vector<stream_statistics_t> SceneLoader_t::Statistics() const {
     return all;
 }
 
+uint64_t SceneLoader_t::LateFrames() const {
+    uint64_t frames = 0;
+    for (const StreamWatch_t& watch : watches) frames += watch.LateFrames();
+    return frames;
+}
+
 }  // namespace tools

@@ -29,6 +29,7 @@ class SceneLoader_t {
     void Pass();
 
     std::vector<stream_statistics_t> Statistics() const;
+    uint64_t LateFrames() const;  // of all streams since the start
 
   private:
     static void Run(void* loader);

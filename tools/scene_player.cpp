@@ -16,6 +16,7 @@
 #include "tools/scene_loader.h"
 #include "tools/scene_schedule.h"
 #include "tools/scene_sounds.h"
+#include "tools/scene_watch.h"
 #include "voices/sliding_voice.h"
 
 namespace tools {
@@ -55,13 +56,14 @@ class EngineRun_t {
 // The scene's voices by name. The engine owns them; a named one goes only by a free event.
 class Voices_t {
   public:
-    Voices_t(const scene_t& ownerScene, const SceneSounds_t& sceneSounds)
-        : scene(ownerScene), sounds(sceneSounds) {}
+    Voices_t(const scene_t& ownerScene, const SceneSounds_t& sceneSounds, SceneWatch_t* sceneWatch)
+        : scene(ownerScene), sounds(sceneSounds), watch(sceneWatch) {}
 
     outcome_t Apply(const scene_event_t& event) {
         const action_t action = event.action ? event.action->value : action_t::none;
+        if (watch) watch->BeforeEvent(event);
         if (action == action_t::oneShot) {
-            sounds.Find(event.sound->value)->PlayOneShot();
+            PlayOneShot(event);
             return Success();
         }
         auto found = byName.find(event.voice->value);
@@ -71,7 +73,9 @@ class Voices_t {
             found = byName.emplace(event.voice->value, made).first;
         }
         if (outcome_t isSet = ApplySettings(event, found->second); !isSet) return isSet;
+        const bool wasPlaying = found->second.voice->isPlaying;
         Act(action, *found->second.voice);
+        if (watch && action == action_t::play && !wasPlaying) watch->OnPlay(event, *found->second.voice);
         if (action == action_t::free) byName.erase(found);
         return Success();
     }
@@ -81,6 +85,14 @@ class Voices_t {
         Voice_t* voice = nullptr;
         SlidingVoice_t* sliding = nullptr;  // the same one, if it was made as such
     };
+
+    // Its voice is nobody's but the engine's, and the last of all.
+    void PlayOneShot(const scene_event_t& event) const {
+        const int32_t before = AudioSystem::allVoices.count;
+        sounds.Find(event.sound->value)->PlayOneShot();
+        if (!watch || AudioSystem::allVoices.count == before) return;
+        watch->OnPlay(event, *static_cast<Voice_t*>(AudioSystem::allVoices.tail->data));
+    }
 
     outcome_t Make(const scene_event_t& event, named_voice_t& made) const {
         Sound_t* sound = sounds.Find(event.sound->value);
@@ -134,6 +146,7 @@ class Voices_t {
 
     const scene_t& scene;
     const SceneSounds_t& sounds;
+    SceneWatch_t* watch;  // may be null
     std::map<std::string, named_voice_t> byName;
 };
 
@@ -143,6 +156,8 @@ class BadDays_t {
     explicit BadDays_t(const scene_t& ownerScene) : scene(ownerScene) {}
 
     bool IsStalled(double second) const { return IsIn(scene.stalls, second); }
+
+    bool IsDeviceGone() const { return wasGone; }
 
     // Loses the device's buffer at the start of a loss; until its end it cannot be restored.
     void Apply(double second) {
@@ -200,7 +215,7 @@ outcome_t PrepareScene(const std::filesystem::path& path, scene_t& scene, SceneS
 }
 
 outcome_t PlayScene(const scene_t& scene, SceneSounds_t& sounds, const played_sink_t& sink,
-                    std::vector<stream_statistics_t>* streams) {
+                    std::vector<stream_statistics_t>* streams, SceneWatch_t* watch) {
     EngineRun_t engine;
     if (outcome_t started = engine.Start(scene); !started) return started;
     if (outcome_t isLoaded = sounds.Load(); !isLoaded) return isLoaded;
@@ -211,7 +226,8 @@ outcome_t PlayScene(const scene_t& scene, SceneSounds_t& sounds, const played_si
 
     const std::vector<scheduled_event_t> schedule = ScheduleEvents(scene);
     auto next = schedule.begin();
-    Voices_t voices(scene, sounds);
+    Voices_t voices(scene, sounds, watch);
+    if (watch) watch->OnLoaded(sounds);
     Tape_t tape(scene, sink);
     BadDays_t badDays(scene);
     uint32_t position = 0;
@@ -219,17 +235,23 @@ outcome_t PlayScene(const scene_t& scene, SceneSounds_t& sounds, const played_si
         if (Interrupted()) return InterruptedFailure(scene.path.string());
         const double second = static_cast<double>(hostFrame) / scene.frameRate;
         badDays.Apply(second);
-        if (!badDays.IsStalled(second)) {
+        const bool isStalled = badDays.IsStalled(second);
+        if (watch) watch->OnFrame(position, isStalled, badDays.IsDeviceGone());
+        if (!isStalled) {
             for (; next != schedule.end() && next->hostFrame <= hostFrame; ++next) {
                 if (outcome_t applied = voices.Apply(*next->event); !applied) return applied;
             }
             loader.Pass();
+            if (watch) watch->BeforeTick();
             AudioSystem::MixVoices();
+            if (watch) watch->AfterTick(loader.LateFrames());
         }
         const uint32_t end = FramesBefore(hostFrame + 1, scene.frameRate, scene.outputFrames);
         if (!tape.Play(end - position)) return Failure(scene.path.string(), "Its output cannot be written");
         position = end;
+        if (watch) watch->OnPlayed(position);
     }
+    if (watch) watch->OnDone();
     if (streams) *streams = loader.Statistics();
     if (tape.FramesLeft() == 0) return Success();
     return Failure(scene.path.string(), "The device stopped playing");

@@ -11,6 +11,7 @@
 namespace tools {
 
 class SceneSounds_t;
+class SceneWatch_t;
 
 // Takes bytes of 16-bit stereo as the device plays them; false ends the run.
 using played_sink_t = std::function<bool(const uint8_t* bytes, size_t count)>;
@@ -26,7 +27,8 @@ outcome_t PrepareScene(const std::filesystem::path& path, scene_t& scene, SceneS
 // so a scene sounds the same however many went before it. The engine must not be running; sounds are resolved
 // and imported.
 //   streams  what each of them cost; may be null
+//   watch    may be null; must outlive the call
 outcome_t PlayScene(const scene_t& scene, SceneSounds_t& sounds, const played_sink_t& sink,
-                    std::vector<stream_statistics_t>* streams = nullptr);
+                    std::vector<stream_statistics_t>* streams = nullptr, SceneWatch_t* watch = nullptr);
 
 }  // namespace tools

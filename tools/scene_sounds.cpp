@@ -71,6 +71,11 @@ outcome_t SceneSounds_t::AddArchive(const scene_archive_t& archive) {
     return Success();
 }
 
+// Trouble with a file, and where the scene asks for it.
+outcome_t SceneSounds_t::InScene(const scene_sound_t& sound, const outcome_t& trouble) const {
+    return Failure(scene.At(sound.file->line), trouble.subject + ": " + trouble.reason);
+}
+
 outcome_t SceneSounds_t::AddEntry(const scene_sound_t& sound) {
     entry_t entry{&sound, scene.path.parent_path() / sound.file->value, {}, {}, false};
     entry.isImported = !IsEngineFile(entry.path);
@@ -82,7 +87,7 @@ outcome_t SceneSounds_t::AddEntry(const scene_sound_t& sound) {
                                "for files that are imported");
         }
         SoundFile_t file;
-        if (outcome_t opened = file.Open(entry.path); !opened) return opened;
+        if (outcome_t opened = file.Open(entry.path); !opened) return InScene(sound, opened);
         entry.internalName = file.Stored().header.name;
     }
     entry.name = entry.isImported ? entry.path.stem().string() : entry.internalName;
@@ -151,7 +156,8 @@ outcome_t SceneSounds_t::Import() {
         const std::filesystem::path source =
             std::exchange(entry.path, folder / (std::to_string(i) + ExtensionOf(store)));
         import_report_t report;
-        if (outcome_t imported = ImportSound(source, entry.path, options, report); !imported) return imported;
+        if (outcome_t imported = ImportSound(source, entry.path, options, report); !imported)
+            return InScene(*entry.source, imported);
     }
     return Success();
 }

@@ -52,6 +52,7 @@ class SceneSounds_t {
     static std::string ArchiveOf(const setting_t<std::string>& name);
     outcome_t AddArchive(const scene_archive_t& archive);
     outcome_t AddEntry(const scene_sound_t& sound);
+    outcome_t InScene(const scene_sound_t& sound, const outcome_t& trouble) const;
     outcome_t AddName(const std::string& name, uint32_t line);
     outcome_t CheckInternalNames();
     outcome_t MakeFolder();

@@ -16,7 +16,8 @@ outcome_t SoundFile_t::Open(const std::filesystem::path& path) {
     char start[maxStoredHeaderBytes];
     const size_t count = std::fread(start, 1, sizeof start, file.get());
     const uint32_t headerBytes = ParseStoredSound({start, count}, stored);
-    if (headerBytes == 0) return Failure(shownName, "Not a sound file of the engine");
+    if (headerBytes == 0)
+        return Failure(shownName, "Not a sound file of the engine: ringmix import makes one");
     const sound_class_t* soundClass = SoundClassOf(path);
     if (soundClass != nullptr && soundClass->isAdpcm != stored.IsAdpcm()) {
         return Failure(shownName,

@@ -28,8 +28,15 @@ json_t RateJson(const stored_sound_t& sound) {
     return rateHz;
 }
 
-void PrintJson(const json_t& json) {
-    std::printf("%s\n", json.dump(2, ' ', false, json_t::error_handler_t::replace).c_str());
+json_t DecibelJson(double decibels) {
+    if (!std::isfinite(decibels)) return nullptr;
+    return std::round(decibels * 1000.0) / 1000.0;
 }
+
+std::string JsonText(const json_t& json, int indentation) {
+    return json.dump(indentation, ' ', false, json_t::error_handler_t::replace) + "\n";
+}
+
+void PrintJson(const json_t& json) { std::fputs(JsonText(json, 2).c_str(), stdout); }
 
 }  // namespace tools

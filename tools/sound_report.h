@@ -17,7 +17,13 @@ std::vector<std::string> LocksOf(uint32_t lockFlags);
 std::string RateText(const stored_sound_t& sound);
 json_t RateJson(const stored_sound_t& sound);
 
-// On standard output. Names may hold bytes that are no UTF-8: those are replaced.
+// To a thousandth; null for what is infinite, which JSON does not know.
+json_t DecibelJson(double decibels);
+
+// With the bytes of names that are no UTF-8 replaced. indentation: -1 puts all on one line.
+std::string JsonText(const json_t& json, int indentation);
+
+// On standard output.
 void PrintJson(const json_t& json);
 
 }  // namespace tools

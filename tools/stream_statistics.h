@@ -40,6 +40,7 @@ class StreamWatch_t : public PageWatch_t {
 
     void EndPass() { ++passes; }
     stream_statistics_t Statistics() const;
+    uint64_t LateFrames() const { return statistics.lateFrames; }
 
     void OnRequested(uint64_t page) override;
     bool MayRead(uint64_t page) override;

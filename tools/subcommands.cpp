@@ -3,10 +3,17 @@
 
 #include <CLI/CLI.hpp>
 
+#include "tools/terminal.h"
+
 namespace tools {
 
 void AddVersionFlag(CLI::App& app) {
     app.set_version_flag("--version", "ringmix " RINGMIX_VERSION, "Print the version and exit");
+}
+
+void AddQuietFlag(CLI::App& app) {
+    app.add_flag_callback(
+        "-q,--quiet", [] { SetQuiet(true); }, "No progress and no report: only errors");
 }
 
 Subcommands_t::Subcommands_t(CLI::App& app, std::initializer_list<adder_t> adders) {

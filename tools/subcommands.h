@@ -29,4 +29,7 @@ class Subcommands_t {
 // --version, for the program and for each of its commands.
 void AddVersionFlag(CLI::App& app);
 
+// --quiet, for commands that report what they do.
+void AddQuietFlag(CLI::App& app);
+
 }  // namespace tools

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "terminal.h"
+
 namespace tools {
 
 std::string Printable(std::string_view text) {
@@ -24,6 +26,7 @@ void PrintTable(const std::vector<table_row_t>& rows, FILE* to) {
             line += Printable(row[i]);
             if (i + 1 < row.size()) line += std::string(widths[i] - row[i].size() + 2, ' ');
         }
+        if (&row == &rows.front()) line = Painted(to, paint_t::bold, line);
         std::fprintf(to, "%s\n", line.c_str());
     }
 }

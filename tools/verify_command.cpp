@@ -5,18 +5,25 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "tools/audio_source.h"
 #include "tools/commands.h"
+#include "tools/difference_view.h"
 #include "tools/engine_rates.h"
 #include "tools/number_text.h"
+#include "tools/output_file.h"
 #include "tools/progress.h"
 #include "tools/sample_hash.h"
 #include "tools/scene_player.h"
 #include "tools/scene_sounds.h"
 #include "tools/sound_levels.h"
+#include "tools/subcommands.h"
+#include "tools/terminal.h"
+#include "tools/text_table.h"
 
 namespace tools {
 
@@ -27,14 +34,16 @@ constexpr char footer[] =
     "which\n"
     "this command prints with --hash. The exit status is 0 if every sample is equal and 1 if not; then the "
     "first\n"
-    "frame that differs is told, and how many do and by how much.\n\n"
+    "frame that differs is told, and how many do and by how much; --picture draws what was expected there, "
+    "what\n"
+    "came, and where else the two differ.\n\n"
     "  ringmix verify level1.toml level1.wav\n"
     "  ringmix verify level1.toml --hash > level1.sha256\n"
     "  ringmix verify level1.toml \"$(cat level1.sha256)\"\n";
 
 struct arguments_t {
-    std::string scene, expected;
-    bool printsHash = false;
+    std::string scene, expected, picture;
+    bool printsHash = false, isDark = false;
 };
 
 // Compares what is played with a file, frame by frame, as it comes.
@@ -45,46 +54,54 @@ class Comparison_t {
         if (file.Channels() == 2 && file.RateHz() == outputRateHz && file.Is16Bit()) return Success();
         return Failure(path, "Not a wave file of 44100 Hz in 16-bit stereo, as render writes it");
     }
+    // For a picture, from the first sample on.
+    void Observe(uint64_t sceneFrames) { view.emplace(std::max(sceneFrames, file.ClaimedFrames())); }
+    const DifferenceView_t& View() const { return *view; }
 
     outcome_t Take(const uint8_t* bytes, size_t count) {
         for (size_t at = 0; at < count; at += 2) {
             if (next == block.size() && !hasEnded) {
                 if (outcome_t read = ReadBlock(); !read) return read;
             }
+            const auto sample = static_cast<int16_t>(bytes[at] | bytes[at + 1] << 8);
             if (hasEnded) {
                 framesBeyond += at % 4 == 0 ? 1 : 0;
+                if (view) view->Add(sample, std::nullopt);
                 continue;
             }
-            const auto sample = static_cast<int16_t>(bytes[at] | bytes[at + 1] << 8);
-            Compare(sample, static_cast<int>(std::lround(block[next++] * 32768.0)));
+            Compare(sample, NextWanted());
         }
         return Success();
     }
 
     // At the end of the scene: what the file still holds.
     outcome_t Finish() {
-        framesMissing = (block.size() - next) / 2;
         while (!hasEnded) {
+            framesMissing += (block.size() - next) / 2;
+            while (view && next < block.size()) view->Add(std::nullopt, NextWanted());
             if (outcome_t read = ReadBlock(); !read) return read;
-            framesMissing += block.size() / 2;
         }
         return Success();
     }
 
     bool IsEqual() const { return framesDiffering + framesBeyond + framesMissing == 0; }
 
-    void Print() const {
+    // One line for each way in which they differ.
+    std::vector<std::string> Findings() const {
+        std::vector<std::string> lines;
         if (framesDiffering > 0) {
-            std::printf("first difference in frame %llu (%s s, %s): %d instead of %d\n",
-                        static_cast<unsigned long long>(firstSample / 2),
-                        FixedText(static_cast<double>(firstSample / 2) / outputRateHz, 4).c_str(),
-                        firstSample % 2 == 0 ? "left" : "right", firstHeard, firstWanted);
-            std::printf("%llu frames differ, by up to %d (%s dBFS)\n",
-                        static_cast<unsigned long long>(framesDiffering), largest,
-                        FixedText(Decibels(largest / 32768.0), 1).c_str());
+            lines.push_back("first difference in frame " + std::to_string(firstSample / 2) + " (" +
+                            FixedText(static_cast<double>(firstSample / 2) / outputRateHz, 4) + " s, " +
+                            (firstSample % 2 == 0 ? "left" : "right") + "): " + std::to_string(firstHeard) +
+                            " instead of " + std::to_string(firstWanted));
+            lines.push_back(std::to_string(framesDiffering) + " frames differ, by up to " +
+                            std::to_string(largest) + " (" + FixedText(Decibels(largest / 32768.0), 1) +
+                            " dBFS)");
         }
-        if (framesBeyond > 0) PrintLength(framesBeyond, "longer");
-        if (framesMissing > 0) PrintLength(framesMissing, "shorter");
+        if (framesBeyond > 0) lines.push_back(std::to_string(framesBeyond) + " frames longer than expected");
+        if (framesMissing > 0)
+            lines.push_back(std::to_string(framesMissing) + " frames shorter than expected");
+        return lines;
     }
 
   private:
@@ -95,11 +112,10 @@ class Comparison_t {
         return read;
     }
 
-    static void PrintLength(uint64_t frames, const char* word) {
-        std::printf("%llu frames %s than expected\n", static_cast<unsigned long long>(frames), word);
-    }
+    int NextWanted() { return static_cast<int>(std::lround(block[next++] * 32768.0)); }
 
     void Compare(int heard, int wanted) {
+        if (view) view->Add(heard, wanted);
         const uint64_t sample = samples++;
         if (heard == wanted) return;
         if (framesDiffering == 0) {
@@ -113,6 +129,7 @@ class Comparison_t {
     }
 
     AudioSource_t file;
+    std::optional<DifferenceView_t> view;  // if there is to be a picture
     std::vector<double> block;
     size_t next = 0;
     bool hasEnded = false;  // the file; nothing more is asked of it then
@@ -122,20 +139,44 @@ class Comparison_t {
 };
 
 int Verdict(const arguments_t& arguments, bool isEqual) {
-    std::printf("%s: %s %s\n", arguments.scene.c_str(), isEqual ? "equal to" : "differs from",
-                arguments.expected.c_str());
+    const std::string verdict =
+        isEqual ? Painted(stdout, paint_t::green, "equal to") : Painted(stdout, paint_t::red, "differs from");
+    if (!IsQuiet()) {
+        std::printf("%s: %s %s\n", Printable(arguments.scene).c_str(), verdict.c_str(),
+                    Printable(arguments.expected).c_str());
+    }
     return isEqual ? exitSuccess : exitFailure;
 }
 
+outcome_t Draw(const arguments_t& arguments, const Comparison_t& comparison, OutputFile_t& file) {
+    difference_t difference = comparison.View().Difference();
+    difference.title = arguments.scene + " differs from " + arguments.expected;
+    difference.facts = comparison.Findings();
+    const std::string picture = DrawDifference(arguments.picture, arguments.isDark, difference);
+    if (picture.empty()) return Failure(arguments.picture, "There is not enough memory for the picture");
+    file.Write(picture);
+    return file.Commit();
+}
+
 int Verify(const arguments_t& arguments) {
+    OutputFile_t picture;
+    if (!arguments.picture.empty()) {
+        outcome_t made = CheckPictureName(arguments.picture);
+        if (made) made = picture.Create(arguments.picture);
+        if (!made) return StatusOf(made);
+    }
     scene_t scene;
     SceneSounds_t sounds(scene);
     if (outcome_t prepared = PrepareScene(arguments.scene, scene, sounds); !prepared)
         return StatusOf(prepared);
     std::optional<Comparison_t> comparison;
     if (!arguments.printsHash && !SampleHash_t::IsHash(arguments.expected)) {
+        if (!std::filesystem::exists(arguments.expected))
+            return StatusOf(
+                Failure(arguments.expected, "No such file, and no hash either: that has 64 digits"));
         if (outcome_t opened = comparison.emplace().Open(arguments.expected); !opened)
             return StatusOf(opened);
+        if (!arguments.picture.empty()) comparison->Observe(scene.outputFrames);
     }
     if (outcome_t imported = sounds.Import(); !imported) return StatusOf(imported);
 
@@ -160,10 +201,14 @@ int Verify(const arguments_t& arguments) {
     }
     if (!comparison) {
         const bool isEqual = SampleHash_t::AreEqual(digits, arguments.expected);
-        if (!isEqual) std::printf("its hash is %s\n", digits.c_str());
+        if (!isEqual) PrintReport("its hash is " + digits);
         return Verdict(arguments, isEqual);
     }
-    comparison->Print();
+    for (const std::string& finding : comparison->Findings()) PrintReport(finding);
+    if (!arguments.picture.empty() && !comparison->IsEqual()) {
+        if (outcome_t drawn = Draw(arguments, *comparison, picture); !drawn) return StatusOf(drawn);
+        PrintReport("picture: " + arguments.picture);
+    }
     return Verdict(arguments, comparison->IsEqual());
 }
 
@@ -177,11 +222,20 @@ command_t AddVerifyCommand(CLI::App& app) {
         command->add_option("EXPECTED", arguments->expected, "Wave file, or hash of the samples");
     CLI::Option* hash = command->add_flag("--hash", arguments->printsHash, "Print the hash instead");
     hash->excludes(expected);
+    command
+        ->add_option("--picture", arguments->picture,
+                     "Picture to write if they differ; its name ends in .png or .svg")
+        ->excludes(hash);
+    command->add_flag("--dark", arguments->isDark, "The picture in light on dark");
+    AddQuietFlag(*command);
     command->footer(footer);
     command->final_callback([arguments, command] {
         if (command->parsed() && arguments->expected.empty() && !arguments->printsHash) {
             throw CLI::RequiredError("EXPECTED or --hash");
         }
+        if (!arguments->picture.empty() && SampleHash_t::IsHash(arguments->expected))
+            throw CLI::ValidationError("--picture",
+                                       "a hash has no samples to draw: compare with a wave file");
     });
     return [arguments] { return Verify(*arguments); };
 }

@@ -171,8 +171,11 @@ void StartVoice(Voice_t* voice, unsigned rewind) {
     const uint64_t begin = platform::ReadCounter();
     const uint32_t frames = (mixHorizon >> 1) + rewind;
     const uint32_t start = (ringLength - 2 * rewind + ringBase) % ringLength;
-    if (voicesStartAtHorizon || device->emulated) {
-        voice->ringPosition = (start + 2 * frames) % ringLength;
+    const uint32_t end = (start + 2 * frames) % ringLength;
+    const bool startsAtHorizon = voicesStartAtHorizon || device->emulated;
+    if (voice->voiceWatch) voice->voiceWatch->OnStart(*voice, startsAtHorizon ? end : start);
+    if (startsAtHorizon) {
+        voice->ringPosition = end;
         voice->isPlaying = true;
         return;
     }
@@ -180,10 +183,10 @@ void StartVoice(Voice_t* voice, unsigned rewind) {
         voice->mixChunk == 0
             ? MixStretch(*voice, start, 2 * frames)
             : MixChunks(*voice, start, 2 * frames, 2 * (2 * uint32_t{voice->mixChunk} / voice->rateDivisor));
-    voice->ringPosition = (start + 2 * frames) % ringLength;
-    const uint64_t end = platform::ReadCounter();
+    voice->ringPosition = end;
+    const uint64_t counts = platform::ReadCounter() - begin;
     if (frames > 0) {
-        const double ms = static_cast<double>(end - begin) / ticksPerMillisecond;
+        const double ms = static_cast<double>(counts) / ticksPerMillisecond;
         voice->RecordMixCost(static_cast<float>(ms / (frames * 1000.0)));
     }
     if (!isAlive) {
