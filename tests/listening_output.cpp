@@ -9,9 +9,9 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// Between two writes: the engine keeps 137 ms of sound in the device for a host of 8 frames a second. Between
-// two looks: the buffer holds 186 ms.
-constexpr auto longestWithoutWrite = std::chrono::milliseconds(115),
+// From the look that one piece was measured by to the end of writing the next: the engine keeps 137 ms of
+// sound in the device for a host of 8 frames a second. Between two looks: the buffer holds 186 ms.
+constexpr auto longestWithoutPiece = std::chrono::milliseconds(115),
                longestUnseen = std::chrono::milliseconds(170);
 constexpr uint64_t effectFrames = 60'000;  // the queue, a whole turn of the ring, and the horizon
 
@@ -59,6 +59,7 @@ class ListenedBuffer_t final : public IDirectSoundBuffer {
     output_result_t Restore() override { return real->Restore(); }
     output_result_t GetCurrentPosition(uint32_t* playCursor, uint32_t* writeCursor) override {
         const std::lock_guard lock(mutex);
+        asked = steady_clock::now();
         Collect();
         return real->GetCurrentPosition(playCursor, writeCursor);
     }
@@ -66,21 +67,24 @@ class ListenedBuffer_t final : public IDirectSoundBuffer {
                          uint32_t* secondBytes, uint32_t flags) override {
         mutex.lock();
         Collect();
+        lockedEnd = (offset + count) % bytes;
         return real->Lock(offset, count, first, firstBytes, second, secondBytes, flags);
     }
     output_result_t Unlock(void* first, uint32_t firstBytes, void* second, uint32_t secondBytes) override {
         const output_result_t result = real->Unlock(first, firstBytes, second, secondBytes);
-        const auto now = steady_clock::now();
-        if (now - lastWrite > longestWithoutWrite) MarkLate(sound.settledFrames);
-        lastWrite = now;
-        sound.settledFrames = heardFrames;
+        if (lockedEnd != end) {  // not what has been written before
+            if (steady_clock::now() - pieceAsked > longestWithoutPiece) MarkLate(sound.settledFrames);
+            pieceAsked = asked;
+            end = lockedEnd;
+            sound.settledFrames = heardFrames;
+        }
         mutex.unlock();
         return result;
     }
     output_result_t Play(uint32_t reserved, uint32_t priority, uint32_t flags) override {
         const std::lock_guard lock(mutex);
         listened = this;
-        lastWrite = lastLook = steady_clock::now();
+        pieceAsked = lastLook = steady_clock::now();
         return real->Play(reserved, priority, flags);
     }
     output_result_t Stop() override { return real->Stop(); }
@@ -92,8 +96,9 @@ class ListenedBuffer_t final : public IDirectSoundBuffer {
 
     IDirectSoundBuffer* real;
     const uint8_t* memory;
-    uint32_t bytes, cursor = 0;
-    steady_clock::time_point lastWrite = steady_clock::now(), lastLook = lastWrite;
+    uint32_t bytes, cursor = 0, lockedEnd = 0, end = 0;
+    steady_clock::time_point pieceAsked = steady_clock::now(), lastLook = pieceAsked;
+    static inline thread_local steady_clock::time_point asked = steady_clock::now();
 };
 
 class ListenedDevice_t final : public IDirectSound {

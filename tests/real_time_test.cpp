@@ -22,8 +22,9 @@ constexpr uint32_t rampFrames = 32'000;                             // of Ramp: 
 constexpr auto longestTick = std::chrono::milliseconds(115);        // of 137: what a tick mixes ahead
 constexpr auto longestLoaderPass = std::chrono::milliseconds(900);  // of 1.4 s: what a stream reads ahead
 constexpr uint64_t effectFrames = 60'000;
-// What the containers of the test and the C library's own pools may differ by.
-constexpr std::size_t heapSlackBytes = 256 * 1024, anonymousSlackKilobytes = 1024;
+// What lists of voices keep for the next ones, and the C library's pools; a late stretch leaves a longer
+// buffer of the test behind.
+constexpr std::size_t slackBytes = 512 * 1024, lateSlackBytes = 8 << 20;
 
 std::chrono::seconds Length() {
 #ifdef NDEBUG
@@ -83,7 +84,7 @@ class RampCheck_t {
 
 // Memory in use: the main thread's heap to the byte, and all anonymous pages of the process.
 struct memory_t {
-    std::size_t heapBytes = 0, anonymousKilobytes = 0;
+    std::size_t heapBytes = 0, anonymousBytes = 0;
 
     static memory_t Now() {
         const struct mallinfo2 heap = mallinfo2();
@@ -91,7 +92,7 @@ struct memory_t {
         memory_t memory{heap.uordblks + heap.hblkhd};
         for (std::string line; std::getline(rollup, line);) {
             if (line.rfind("Anonymous:", 0) == 0)
-                memory.anonymousKilobytes = std::strtoul(line.c_str() + 10, nullptr, 10);
+                memory.anonymousBytes = 1024 * std::strtoul(line.c_str() + 10, nullptr, 10);
         }
         return memory;
     }
@@ -211,6 +212,7 @@ TEST_F(RealTimeHost, EverySampleIsHeardAndMemoryStays) {
     SCOPED_TRACE(testing::Message() << "seed " << seed);
     ASSERT_TRUE(platform::SelectOutput("null"));
     ListenToOutput(true);
+    auto lastBegin = steady_clock::now();  // a start that takes long is a late tick, too
     ClearCosts();
     ASSERT_TRUE(AudioSystem::Initialize(nullptr, false, 4096, 64, 4096));  // for 8 frames a second
     MakeSilence();
@@ -227,7 +229,6 @@ TEST_F(RealTimeHost, EverySampleIsHeardAndMemoryStays) {
     RampCheck_t check;
     platform::Event_t never;
     never.Create();
-    auto lastBegin = steady_clock::now();
     uint64_t lastHeard = 0;
     const auto tick = [&] {
         const auto begin = steady_clock::now();
@@ -269,8 +270,8 @@ TEST_F(RealTimeHost, EverySampleIsHeardAndMemoryStays) {
         "%.1f s heard, %.1f s of it promised, %u times late; heap %zu -> %zu bytes, anonymous %zu -> %zu "
         "kB\n",
         static_cast<double>(check.checked) / 44'100, static_cast<double>(check.promised) / 44'100,
-        static_cast<unsigned>(check.lateCount), early.heapBytes, late.heapBytes, early.anonymousKilobytes,
-        late.anonymousKilobytes);
+        static_cast<unsigned>(check.lateCount), early.heapBytes, late.heapBytes, early.anonymousBytes / 1024,
+        late.anonymousBytes / 1024);
     loader.Stop();
     AudioSystem::DeInitialize();
     ListenToOutput(false);
@@ -279,8 +280,9 @@ TEST_F(RealTimeHost, EverySampleIsHeardAndMemoryStays) {
         EXPECT_EQ(jumps, 0u);
     }
     if (!RINGMIX_TEST_SANITIZED) {
-        EXPECT_LE(late.heapBytes, early.heapBytes + heapSlackBytes);
-        EXPECT_LE(late.anonymousKilobytes, early.anonymousKilobytes + anonymousSlackKilobytes);
+        const std::size_t slack = slackBytes + (check.lateCount > 0 ? lateSlackBytes : 0);
+        EXPECT_LE(late.heapBytes, early.heapBytes + slack);
+        EXPECT_LE(late.anonymousBytes, early.anonymousBytes + slack);
     }
     if (check.promised < 44'100) GTEST_SKIP() << "the machine is too busy to promise a second of sound";
 }
