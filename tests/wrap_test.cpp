@@ -35,7 +35,7 @@ frames_t RunTimedHost(uint64_t firstCount, MixCostTable_t& costs) {
         platform::PlayManualOutput(frames, bytes);
         const std::size_t before = heard.size();
         heard.resize(before + bytes.size() / sizeof(frame_t));
-        std::memcpy(&heard[before], bytes.data(), bytes.size());
+        if (!bytes.empty()) std::memcpy(&heard[before], bytes.data(), bytes.size());
     };
     for (const uint32_t frames : {735u, 735u, 1'500u, 735u, 40'000u, 735u, 100u}) {
         Voice_t* voice = sound->CreateCompatibleVoice(0);
