@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "listening_output.h"
+#include "restless_voices.h"
 #include "stream_fixture.h"
 
 namespace {
@@ -142,8 +143,6 @@ class Loader_t {
 
 class RealTimeHost : public StreamFixture_t {
   protected:
-    uint32_t Below(std::size_t limit) { return static_cast<uint32_t>(random() % limit); }
-
     // Sounds of silence: their voices work like others, and nobody hears them. No stream of samples, whose
     // late pages are heard.
     void MakeSilence() {
@@ -167,35 +166,6 @@ class RealTimeHost : public StreamFixture_t {
         }
     }
 
-    void Disturb() {
-        Voice_t*& voice = voices[Below(std::size(voices))];
-        Sound_t* sound = silences[Below(silences.size())];
-        if (!voice) voice = sound->CreateCompatibleVoice(Below(3) == 0 ? 2 : 0);
-        switch (Below(10)) {
-            case 0:
-                return voice->Stop();
-            case 1:
-                return voice->SetPos(Below(voice->totalLength + 1));
-            case 2:
-                return voice->SetVolume(static_cast<float>(Below(10)) / 9, static_cast<float>(Below(10)) / 9);
-            case 3:
-                return voice->SetFrequency(static_cast<float>(Below(80)) / 10);
-            case 4:
-                voice->isLooping = !voice->isLooping;
-                return;
-            case 5:
-                if (voice->IsCompatibleSound(sound)) voice->QueueSound(sound);
-                return;
-            case 6:
-                delete std::exchange(voice, nullptr);
-                return;
-            case 7:
-                return sound->PlayOneShot();
-            default:
-                return voice->Play();
-        }
-    }
-
     static Voice_t* PlayRamp(Sound_t* sound) {
         Voice_t* voice = sound->CreateCompatibleVoice(0);
         voice->isLooping = true;
@@ -203,9 +173,8 @@ class RealTimeHost : public StreamFixture_t {
         return voice;
     }
 
-    std::mt19937 random{seed};
+    RestlessVoices_t restless{seed};
     std::vector<Sound_t*> silences;
-    Voice_t* voices[24] = {};
 };
 
 TEST_F(RealTimeHost, EverySampleIsHeardAndMemoryStays) {
@@ -242,11 +211,11 @@ TEST_F(RealTimeHost, EverySampleIsHeardAndMemoryStays) {
         const heard_sound_t sound = TakeHeardSound();
         check.Add(sound);
         check.CheckUpTo(std::min({sound.settledFrames, heard, loaded}));
-        (void)never.Wait(Below(30));
+        (void)never.Wait(restless.Below(30));
     };
     // Nothing but the ramps: what is in use then must not grow.
     const auto settle = [&] {
-        std::fill(std::begin(voices), std::end(voices), nullptr);
+        restless.DeleteAll();
         for (const Sound_t* sound : silences)
             AudioSystem::FreeVoicesUsingSound("silence", sound->archiveName.text);
         const uint32_t passes = loader.passes;
@@ -256,7 +225,7 @@ TEST_F(RealTimeHost, EverySampleIsHeardAndMemoryStays) {
     const auto runFor = [&](std::chrono::seconds length) {
         for (const auto start = steady_clock::now();
              steady_clock::now() - start < length && !HasFatalFailure();) {
-            for (uint32_t changes = Below(6); changes > 0; --changes) Disturb();
+            for (uint32_t changes = restless.Below(6); changes > 0; --changes) restless.Disturb(silences);
             tick();
         }
     };

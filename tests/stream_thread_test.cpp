@@ -7,6 +7,7 @@
 #include <chrono>
 #include <thread>
 
+#include "restless_voices.h"
 #include "stream_fixture.h"
 
 namespace {
@@ -22,45 +23,10 @@ std::chrono::seconds Length() {
 
 class StreamThreads : public StreamFixture_t, public testing::WithParamInterface<const char*> {
   protected:
-    uint32_t Below(std::size_t limit) { return static_cast<uint32_t>(random() % limit); }
-
-    void Disturb() {
-        Voice_t*& voice = voices[Below(std::size(voices))];
-        const uint32_t which = Below(sounds.size());
-        if (!voice) voice = sounds[which]->CreateCompatibleVoice(Below(3) == 0 ? 2 : 0);
-        switch (Below(12)) {
-            case 0:
-                return voice->Stop();
-            case 1:
-            case 2:
-                return voice->SetPos(Below(voice->totalLength + 1));
-            case 3:
-                return voice->SetVolume(static_cast<float>(Below(10)) / 9, static_cast<float>(Below(10)) / 9);
-            case 4:
-                return voice->SetFrequency(static_cast<float>(Below(80)) / 10);
-            case 5:
-                voice->isLooping = !voice->isLooping;
-                return;
-            case 6:
-            case 7:
-                return voice->IsCompatibleSound(sounds[which]) ? voice->QueueSound(sounds[which])
-                                                               : voice->Play();
-            case 8:
-                delete std::exchange(voice, nullptr);
-                return;
-            case 9:
-                return Below(4) ? voice->Play() : voice->ReleaseSound();
-            case 10:
-                return sounds[which]->PlayOneShot();
-            default:
-                return voice->Play();
-        }
-    }
-
     // Sounds of every kind, in archives that only this uses; sometimes they go while they play.
     void LoadOrFreeOthers() {
         const char* tags[] = {"sn", "ssn", "isn", "iss"};
-        const char* tag = tags[Below(4)];
+        const char* tag = tags[restless.Below(4)];
         Sound_t* sound = AudioSystem::GetSound("other", tag);
         if (sound->frameCount == 0) {
             AudioSystem::LoadSound(folder.At(std::string("other.") + tag).c_str(), tag);
@@ -71,9 +37,8 @@ class StreamThreads : public StreamFixture_t, public testing::WithParamInterface
         }
     }
 
-    std::mt19937 random{seed};
+    RestlessVoices_t restless{seed};
     std::vector<Sound_t*> sounds;
-    Voice_t* voices[24] = {};
 };
 
 INSTANTIATE_TEST_SUITE_P(, StreamThreads, testing::Values("null", "manual"),
@@ -111,11 +76,11 @@ TEST_P(StreamThreads, LoaderHostAndMixingThread) {
                ((passes > 50 && movedUnits > 88'200) || passed > Length() + std::chrono::minutes(2));
     };
     while (!isEnough()) {
-        for (uint32_t changes = Below(6); changes > 0; --changes) Disturb();
-        if (Below(8) == 0) LoadOrFreeOthers();
+        for (uint32_t changes = restless.Below(6); changes > 0; --changes) restless.Disturb(sounds);
+        if (restless.Below(8) == 0) LoadOrFreeOthers();
         const uint32_t before = AudioSystem::ringBase;
         AudioSystem::MixVoices();
-        if (isManual) Play(Below(2'000));
+        if (isManual) Play(restless.Below(2'000));
         movedUnits += (AudioSystem::ringBase + AudioSystem::ringLength - before) % AudioSystem::ringLength;
     }
     isOver = true;
