@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a task needs and that are missing; says nothing and takes no time if none is.
-#   scripts/install-deps.sh [release|debug|asan|tsan|clang|fuzz|aarch64|check|demo|bench]
+#   scripts/install-deps.sh [release|debug|no-alsa|asan|tsan|clang|fuzz|aarch64|check|demo|bench]
 set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config libgtest-dev libbenchmark-dev libcli11-dev libtomlplusplus-dev
@@ -12,7 +12,7 @@ case ${1:-release} in
   check) packages+=(clang-format man-db dpkg-dev doxygen libsdl2-mixer-dev libopenal-dev) ;;
   demo) packages+=(sound-theme-freedesktop) ;;
   bench) packages+=(libsdl2-mixer-dev libopenal-dev libavcodec-dev) ;;
-  release | debug | tsan) ;;
+  release | debug | no-alsa | tsan) ;;
   *)
     echo "install-deps.sh: unknown task $1" >&2
     exit 2

@@ -37,9 +37,10 @@ build_and_render() {
 cmake --preset release >/dev/null
 cmake --build --preset release -j "$(nproc)" --target ringmix_same_bits >/dev/null
 render release build/release/tests/same_bits/ringmix_same_bits
-build_and_render gcc-O0 -DCMAKE_CXX_COMPILER=g++ -DCMAKE_CXX_FLAGS=-O0
-build_and_render clang-O2 -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_CXX_FLAGS=-O2
-if [ "$extent" = all ]; then
+if [ "$extent" != all ]; then
+  build_and_render g++-O0 -DCMAKE_CXX_COMPILER=g++ -DCMAKE_CXX_FLAGS=-O0
+  build_and_render clang++-O2 -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_CXX_FLAGS=-O2
+else
   for compiler in g++ clang++; do
     for level in 0 1 2 3; do
       build_and_render "$compiler-O$level" "-DCMAKE_CXX_COMPILER=$compiler" "-DCMAKE_CXX_FLAGS=-O$level"

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds one preset and runs all its tests: scripts/test.sh [release|debug|clang|asan|tsan], release by default.
+# Builds one preset and runs all its tests: scripts/test.sh [release|debug|no-alsa|clang|asan|tsan], release by default.
 # Installs what is missing on a Debian machine.
 set -euo pipefail
 cd "$(dirname "$0")/.."

@@ -111,6 +111,7 @@ class EngineModel_t {
     }
 
     std::list<engine_voice_t> voices;
+    float costs[16] = {};  // of simple voices, of sliding ones
 
   private:
     static constexpr uint64_t origin = ringFrames;
@@ -226,7 +227,6 @@ class EngineModel_t {
     bool startsAtHorizon, isEmulated;
     uint64_t now = 0, nextPass = 0;            // clock units
     uint64_t base = origin, written = origin;  // frames
-    float costs[16] = {};
 };
 
 class EngineModel : public EngineFixture_t {
@@ -309,6 +309,13 @@ class EngineModel : public EngineFixture_t {
         real.SetFrequencySlide(from, to, ramp.values[0], ramp.values[1]);
     }
 
+    // From nothing up to what leaves no time for a start into the past; some unknown.
+    void MakeCosts(EngineModel_t& model) {
+        for (float& cost : model.costs) cost = Once(3) ? 0.0f : static_cast<float>(Below(1'500)) * 1e-8f;
+        std::copy_n(model.costs, 8, SimpleVoice_t::mixCosts.costs);
+        std::copy_n(model.costs + 8, 8, SlidingVoice_t::mixCosts.costs);
+    }
+
     void ChangeSomething(EngineModel_t& model) {
         if (model.voices.size() < 10 && Once(3)) MakeVoice(model);
         for (auto at = model.voices.begin(); at != model.voices.end();) {
@@ -347,6 +354,7 @@ class EngineModel : public EngineFixture_t {
         AudioSystem::SetWorstCaseFrameRate(static_cast<float>(frameRate));
         MakeSounds();
         EngineModel_t model(uint64_t{ticks} * longest);
+        if (Once(2)) MakeCosts(model);
         frames_t heard, wanted;
         for (uint32_t tick = 0; tick < ticks; ++tick) {
             if (Once(2)) ChangeSomething(model);

@@ -14,9 +14,10 @@ namespace {
 
 std::atomic<int> armedKind{-1};
 std::atomic<uint32_t> calls{0}, firstFailing{0}, lastFailing{0};
+std::atomic<bool> isWatching{true};
 
 bool Fails(fault_t kind) {
-    if (armedKind != static_cast<int>(kind)) return false;
+    if (armedKind != static_cast<int>(kind) || !isWatching) return false;
     const uint32_t call = ++calls;
     if (call < firstFailing || call > lastFailing) return false;
     errno = kind == fault_t::allocation ? ENOMEM : EIO;
@@ -105,6 +106,8 @@ void ArmFault(fault_t kind, uint32_t n, uint32_t more) {
     lastFailing = n + more;
     armedKind = static_cast<int>(kind);
 }
+
+void WatchCalls(bool isOn) { isWatching = isOn; }
 
 bool DisarmFault() {
     armedKind = -1;

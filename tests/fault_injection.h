@@ -16,7 +16,7 @@ enum class fault_t {
     seekFile,    // fseek, fseeko
     device,      // any call of the device or its buffer: fails
     lostBuffer,  // Lock alone: the buffer is lost
-    allocation,  // operator new, in all its forms; only where the test asks for it
+    allocation,  // operator new, in all its forms
 };
 
 constexpr const char* faultNames[] = {"reserve", "commit",     "decommit",  "thread",
@@ -27,5 +27,7 @@ inline void PrintTo(fault_t kind, std::ostream* out) { *out << faultNames[static
 
 // The n-th call of that kind fails, counted from 1, and so do `more` calls behind it.
 void ArmFault(fault_t kind, uint32_t n, uint32_t more = 0);
+// Whether calls count, and can fail, from now on: a test's own are none of it. On at first.
+void WatchCalls(bool isOn);
 // Nothing fails any more. Whether the armed call was ever made.
 bool DisarmFault();

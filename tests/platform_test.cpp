@@ -136,6 +136,20 @@ TEST_F(ManualClock_t, NeitherFractionsNorTheHostAreLost) {
     EXPECT_EQ(never.Wait(platform::waitForever), 0xFFFFFFFFu) << "nothing can ever end this wait";
 }
 
+// A thread that only looks, and does not wait for time, must not end the host's wait.
+TEST_F(ManualClock_t, AHostThatWaitsForEverOutlivesALookOfAThread) {
+    Event_t never, done;
+    never.Create();
+    done.Create();
+    body_t body = [&] {
+        EXPECT_EQ(never.Wait(0), 258u);
+        done.Set();
+    };
+    platform::Thread_t* thread = StartBody(body);
+    EXPECT_EQ(done.Wait(platform::waitForever), 0u);
+    EXPECT_TRUE(platform::JoinThread(thread, 1));
+}
+
 // Each millisecond moves the device by 44.1 frames; the tenths must add up. Stopped, it stays.
 TEST_F(ManualClock_t, TheDevicePlaysWhileTheHostWaits) {
     DirSound_t device;

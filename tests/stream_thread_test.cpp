@@ -1,58 +1,32 @@
-// stream_thread_test.cpp - loader, host and mixing thread against each other in real time, with sounds that
-// come and go: nothing races, and no page is left. Seconds long; a minute with RINGMIX_LONG.
+// stream_thread_test.cpp - loader, host and mixing thread against each other, with sounds that come and go:
+// nothing races, and no page is left. On the null device all of it in real time, on the manual device the
+// loader alone. Seconds long; five minutes with RINGMIX_LONG, where a sanitizer looks on.
 #include <ringmix/base_wrapper.h>
 
 #include <atomic>
+#include <chrono>
 #include <thread>
 
-#include "platform/counter.h"
+#include "restless_voices.h"
 #include "stream_fixture.h"
 
 namespace {
 
+using std::chrono::steady_clock;
+
 constexpr uint32_t seed = 11;
 
-class StreamThreads : public StreamFixture_t {
+std::chrono::seconds Length() {
+    if (!IsLongRun()) return std::chrono::seconds(2);
+    return RINGMIX_TEST_SANITIZED ? std::chrono::minutes(5) : std::chrono::minutes(1);
+}
+
+class StreamThreads : public StreamFixture_t, public testing::WithParamInterface<const char*> {
   protected:
-    uint32_t Below(std::size_t limit) { return static_cast<uint32_t>(random() % limit); }
-
-    void Disturb() {
-        Voice_t*& voice = voices[Below(std::size(voices))];
-        const uint32_t which = Below(sounds.size());
-        if (!voice) voice = sounds[which]->CreateCompatibleVoice(Below(3) == 0 ? 2 : 0);
-        switch (Below(12)) {
-            case 0:
-                return voice->Stop();
-            case 1:
-            case 2:
-                return voice->SetPos(Below(voice->totalLength + 1));
-            case 3:
-                return voice->SetVolume(static_cast<float>(Below(10)) / 9, static_cast<float>(Below(10)) / 9);
-            case 4:
-                return voice->SetFrequency(static_cast<float>(Below(80)) / 10);
-            case 5:
-                voice->isLooping = !voice->isLooping;
-                return;
-            case 6:
-            case 7:
-                return voice->IsCompatibleSound(sounds[which]) ? voice->QueueSound(sounds[which])
-                                                               : voice->Play();
-            case 8:
-                delete std::exchange(voice, nullptr);
-                return;
-            case 9:
-                return Below(4) ? voice->Play() : voice->ReleaseSound();
-            case 10:
-                return sounds[which]->PlayOneShot();
-            default:
-                return voice->Play();
-        }
-    }
-
     // Sounds of every kind, in archives that only this uses; sometimes they go while they play.
     void LoadOrFreeOthers() {
         const char* tags[] = {"sn", "ssn", "isn", "iss"};
-        const char* tag = tags[Below(4)];
+        const char* tag = tags[restless.Below(4)];
         Sound_t* sound = AudioSystem::GetSound("other", tag);
         if (sound->frameCount == 0) {
             AudioSystem::LoadSound(folder.At(std::string("other.") + tag).c_str(), tag);
@@ -63,14 +37,17 @@ class StreamThreads : public StreamFixture_t {
         }
     }
 
-    std::mt19937 random{seed};
+    RestlessVoices_t restless{seed};
     std::vector<Sound_t*> sounds;
-    Voice_t* voices[24] = {};
 };
 
-TEST_F(StreamThreads, LoaderHostAndMixingThread) {
+INSTANTIATE_TEST_SUITE_P(, StreamThreads, testing::Values("null", "manual"),
+                         [](const auto& which) { return std::string(which.param); });
+
+TEST_P(StreamThreads, LoaderHostAndMixingThread) {
     SCOPED_TRACE(testing::Message() << "seed " << seed);
-    ASSERT_TRUE(platform::SelectOutput("null"));
+    ASSERT_TRUE(platform::SelectOutput(GetParam()));
+    const bool isManual = GetParam() == std::string("manual");
     StartWith(4096, 6);
     for (uint32_t i = 0; i < 32; ++i) {
         const std::string name = "s" + std::to_string(i);
@@ -92,17 +69,18 @@ TEST_F(StreamThreads, LoaderHostAndMixingThread) {
     });
     // A busy machine gets more time until enough has happened.
     uint64_t movedUnits = 0;
-    const uint64_t second = platform::CounterFrequency(), begin = platform::ReadCounter();
+    const auto begin = steady_clock::now();
     const auto isEnough = [&] {
-        const uint64_t passed = platform::ReadCounter() - begin;
-        return passed > (IsLongRun() ? 60 : 3) * second &&
-               ((passes > 50 && movedUnits > 88'200) || passed > 120 * second);
+        const auto passed = steady_clock::now() - begin;
+        return passed > Length() &&
+               ((passes > 50 && movedUnits > 88'200) || passed > Length() + std::chrono::minutes(2));
     };
     while (!isEnough()) {
-        for (uint32_t changes = Below(6); changes > 0; --changes) Disturb();
-        if (Below(8) == 0) LoadOrFreeOthers();
+        for (uint32_t changes = restless.Below(6); changes > 0; --changes) restless.Disturb(sounds);
+        if (restless.Below(8) == 0) LoadOrFreeOthers();
         const uint32_t before = AudioSystem::ringBase;
         AudioSystem::MixVoices();
+        if (isManual) Play(restless.Below(2'000));
         movedUnits += (AudioSystem::ringBase + AudioSystem::ringLength - before) % AudioSystem::ringLength;
     }
     isOver = true;

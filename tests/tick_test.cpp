@@ -1,8 +1,7 @@
-// tick_test.cpp - how the tick starts voices and mixes them ahead: the calls that a voice gets, and what is
-// heard.
+// tick_test.cpp - how the tick starts voices and ends them: the calls that a voice gets. What is heard of it,
+// engine_model_test.cpp compares.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <vector>
 
 #include "engine_fixture.h"
@@ -24,7 +23,7 @@ using calls_t = std::vector<mix_call_t>;
 // Mixes nothing and notes what it is asked for. Costs what it is told to cost.
 class TracingVoice_t : public Voice_t {
   public:
-    TracingVoice_t(Sound_t* sound, int32_t mode, float mixCost) : Voice_t(sound, mode), cost(mixCost) {}
+    TracingVoice_t(Sound_t* sound, float mixCost) : Voice_t(sound, 0), cost(mixCost) {}
     ~TracingVoice_t() override { ++deletions; }
 
     bool Mix(uint32_t ringAt, uint32_t frames) override {
@@ -54,20 +53,20 @@ class TracingVoice_t : public Voice_t {
 class Tick_t : public EngineFixture_t {
   protected:
     // Running at a rate of 30: mixHorizon 4120, 2060 frames queued after each tick.
-    void Begin(bool isEmulated = false, float rate = 30, uint32_t writeLeadBytes = 0) {
+    void Begin(bool isEmulated = false, float rate = 30) {
         DeInitialize();
         platform::ResetManualOutput();
-        platform::ManualSettings() = {.writeLeadBytes = writeLeadBytes, .isEmulated = isEmulated};
+        platform::ManualSettings().isEmulated = isEmulated;
         ASSERT_TRUE(Start());
         SetWorstCaseFrameRate(rate);
         sound = MakeSound("any", 50, {}, Ramp);
         TracingVoice_t::deletions = 0;
     }
 
-    TracingVoice_t* Make(float cost = 0, int32_t mode = 0) { return new TracingVoice_t(sound, mode, cost); }
+    TracingVoice_t* Make(float cost = 0) { return new TracingVoice_t(sound, cost); }
 
-    TracingVoice_t* MakePlaying(float cost = 0, int32_t mode = 0) {
-        TracingVoice_t* voice = Make(cost, mode);
+    TracingVoice_t* MakePlaying(float cost = 0) {
+        TracingVoice_t* voice = Make(cost);
         voice->Play();
         return voice;
     }
@@ -139,26 +138,6 @@ TEST_F(Tick_t, CostIsSecondsAFrame) {
     MixVoices();
     ASSERT_EQ(voice->recorded.size(), 1u);
     EXPECT_FLOAT_EQ(voice->recorded[0], 1e-7f / 2060);
-}
-
-TEST_F(Tick_t, EachModeIsMixedAsFarAsItsRule) {
-    for (const int32_t mode : {0, 1, 2, 3, -1}) {
-        SCOPED_TRACE(mode);
-        Begin();
-        TracingVoice_t* voice = MakePlaying(0, mode);
-        MixVoices();  // the pass hands 2060 frames on: ringBase is 4120, ringClear 40656
-        const uint32_t end = mode == 2 ? 40656 : mode == 0 || mode == 1 ? 8240 : 4120;
-        EXPECT_EQ(voice->TakeCalls(),
-                  end > 4120 ? (calls_t{{0, 2060}, {4120, (end - 4120) / 2}}) : (calls_t{{0, 2060}}));
-        EXPECT_EQ(voice->wasMixing, end > 4120);
-        EXPECT_FALSE(mixing);
-        MixVoices();
-        EXPECT_EQ(voice->TakeCalls(), calls_t{}) << "nothing played, nothing to mix";
-        Play(100);
-        MixVoices();
-        EXPECT_EQ(voice->TakeCalls(), end > 4120 ? (calls_t{{end, 100}}) : calls_t{});
-        EXPECT_TRUE(voice->isPlaying);
-    }
 }
 
 calls_t FrameByFrame(uint32_t frames) {
@@ -245,6 +224,7 @@ TEST_F(Tick_t, EndsOfVoices) {
         EXPECT_EQ(allVoices.count, 2 - row.deletions);
         EXPECT_EQ(finishedVoices.count, 0);
         EXPECT_EQ(other->calls.size(), 2u) << "the neighbour must not suffer";
+        EXPECT_TRUE(other->wasMixing && !mixing);
         if (row.deletions) continue;
         EXPECT_FALSE(voice->isPlaying);
         EXPECT_EQ(voice->posSet, row.posSet);
@@ -261,47 +241,6 @@ TEST_F(Tick_t, AStoppedSelfDeletingVoiceGoesWithTheNextTick) {
     MixVoices();
     EXPECT_EQ(TracingVoice_t::deletions, 1);
     EXPECT_EQ(allVoices.count, 0);
-}
-
-// What a started voice sounds like, from the outcome's own words: where its first frame is heard, counted
-// from the tick, and that all of it follows from there on, whole and once.
-TEST_F(Tick_t, StartsAreHeardWhereTheyShould) {
-    struct case_t {
-        const char* what;
-        bool isEmulated;
-        uint32_t writeLeadBytes;
-        float cost;
-        uint32_t heardAfter;
-    };
-    // 1324 frames are queued at the tick; 2060 are mixHorizon. Of the emulated device, 5144 and 3380.
-    const case_t cases[] = {
-        {"into the past", false, 0, 1e-9f, 1324 - 1120},  // 1124 to spare, in eights
-        {"into the past, write lead", false, 4000, 1e-9f, 1324 - 1120 + 1000},
-        {"into the past, dear", false, 0, 0.000002f, 1324 - 824},  // mixing takes 298 of them
-        {"unknown", false, 0, 0, 1324},
-        {"no time", false, 0, 1, 1324 + 2060},
-        {"emulated", true, 0, 1e-9f, 5144 + 3380},
-    };
-    for (const case_t& row : cases) {
-        SCOPED_TRACE(row.what);
-        Begin(row.isEmulated, 30, row.writeLeadBytes);
-        TakeDebugLines();  // the start takes writePosition from 0 to the anchor
-        frames_t heard;
-        RunTicks(50, 736, heard);  // past the ring's end at least once
-        Sound_t* ramp = MakeSound("ramp", 9000, {.isStereo = true},
-                                  [](uint32_t i, int channel) { return channel ? -Ramp(i) : Ramp(i); });
-        Voice_t* voice = ramp->CreateCompatibleVoice(0);
-        std::ranges::fill(SimpleVoice_t::mixCosts.costs, row.cost);
-        voice->Play();
-        heard.clear();
-        RunTicks(25, 736, heard);
-        ASSERT_GE(heard.size(), row.heardAfter + 9000u);
-        for (uint32_t i = 0; i < heard.size(); ++i) {
-            const int want = i < row.heardAfter || i >= row.heardAfter + 9000 ? 0 : Ramp(i - row.heardAfter);
-            ASSERT_EQ(heard[i], (frame_t{static_cast<int16_t>(want), static_cast<int16_t>(-want)})) << i;
-        }
-        EXPECT_EQ(TakeDebugLines().size(), 0u) << "the device has jumped";
-    }
 }
 
 }  // namespace

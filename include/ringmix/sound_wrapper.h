@@ -3,7 +3,8 @@
 // A sound is addressed by its name and the name of the archive that it was loaded into; a null archive name
 // means "DefaultArchive". A handle owns nothing: deleting it leaves the sound, and freeing the sound leaves
 // the handle dangling. Everything belongs between AudioWrapper_t::Initialize and DeInitialize, on the host
-// thread. Loads fail silently: ask GetSound, then IsDefault.
+// thread. Loads fail silently: ask GetSound, then IsDefault. Nothing throws: without memory a new handle is
+// null or refers to nothing, and answers harmlessly.
 #pragma once
 
 #include <ringmix/export.h>

@@ -51,7 +51,12 @@ result_t RawStreamHandle_t::Make(const raw_stream_options_t& options, RawStreamH
                        : Refuse(problem_t::outOfMemory, "\"%s\": no addresses for %u frames", options.name,
                                 options.capacityFrames);
         }
-        stream.id = host::HandleOf(static_cast<Sound_t&>(*sound)).id;
+        try {
+            stream.id = host::HandleOf(static_cast<Sound_t&>(*sound)).id;
+        } catch (const std::bad_alloc&) {
+            AudioSystem::FreeSound(options.name, options.archiveName);
+            throw;
+        }
         return result_t{};
     });
 }

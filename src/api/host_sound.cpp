@@ -140,8 +140,8 @@ result_t SoundHandle_t::PlayOnce(VoiceHandle_t& handle, const voice_options_t& o
         result_t isMade = MakeWatchedVoice(sound, options, voice);
         if (!isMade) return isMade;
         handle = host::HandleOf(*voice);
-        voice->Play();
         voice->deleteWhenDone = true;
+        voice->Play();
         return isMade;
     });
 }

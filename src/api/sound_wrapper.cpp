@@ -2,8 +2,7 @@
 #include <ringmix/sound_wrapper.h>
 #include <ringmix/voice_wrapper.h>
 
-#include <new>
-
+#include "api/no_memory.h"
 #include "sounds/sound.h"
 #include "streaming/base_stream.h"
 
@@ -22,23 +21,27 @@ bool SoundWrapper_t::IsASortOf(const char* className) {
 
 VoiceWrapper_t* SoundWrapper_t::CreateCompatibleVoice(int mixMode) {
     auto* wrapper = new (std::nothrow) VoiceWrapper_t;
-    if (wrapper && sound) wrapper->SetVoicePointer(sound->CreateCompatibleVoice(mixMode));
+    api::IfMemoryAllows([&] {
+        if (wrapper && sound) wrapper->SetVoicePointer(sound->CreateCompatibleVoice(mixMode));
+    });
     return wrapper;
 }
 
 void SoundWrapper_t::LoadDataSupply() { AudioSystem::LoadDataSupply(sound); }
 
 void SoundWrapper_t::LoadSound(const char* path, const char* archiveName) {
-    AudioSystem::LoadSound(path, archiveName);
+    api::IfMemoryAllows([&] { AudioSystem::LoadSound(path, archiveName); });
 }
 
 void SoundWrapper_t::LoadSoundFromBuffer(const char* name, void* image, unsigned int imageBytes) {
-    AudioSystem::LoadSoundFromBuffer(name, image, imageBytes);
+    api::IfMemoryAllows([&] { AudioSystem::LoadSoundFromBuffer(name, image, imageBytes); });
 }
 
 SoundWrapper_t* SoundWrapper_t::GetSound(const char* soundName, const char* archiveName) {
     auto* wrapper = new (std::nothrow) SoundWrapper_t;
-    if (wrapper) wrapper->SetSoundPointer(AudioSystem::GetSound(soundName, archiveName));
+    api::IfMemoryAllows([&] {
+        if (wrapper) wrapper->SetSoundPointer(AudioSystem::GetSound(soundName, archiveName));
+    });
     return wrapper;
 }
 

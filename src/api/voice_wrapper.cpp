@@ -1,6 +1,7 @@
 // A wrapper without a voice answers harmlessly.
 #include <ringmix/voice_wrapper.h>
 
+#include "api/no_memory.h"
 #include "voices/voice.h"
 
 VoiceWrapper_t::VoiceWrapper_t() : voice(nullptr) {}
@@ -11,7 +12,9 @@ VoiceWrapper_t& VoiceWrapper_t::operator=(const VoiceWrapper_t&) = default;
 void VoiceWrapper_t::SetVoicePointer(Voice_t* newVoice) { voice = newVoice; }
 
 void VoiceWrapper_t::Play() {
-    if (voice) voice->Play();
+    api::IfMemoryAllows([&] {
+        if (voice) voice->Play();
+    });
 }
 
 void VoiceWrapper_t::Stop() {

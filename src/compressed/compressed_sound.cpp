@@ -54,14 +54,14 @@ void CompressedSound_t::SetFormat(const sound_header_t& header) {
 }
 
 // Takes the header and, if the addresses for the decoded sound can be had, the data.
-bool CompressedSound_t::Take(const sound_header_t& header, uint8_t* data, uint32_t dataBytes) {
+bool CompressedSound_t::Take(const sound_header_t& header, data_t data, uint32_t dataBytes) {
     if (header.frameCount > uint64_t{dataBytes} * mostFramesPerByte) return false;
     Unload();
     if (!pages.Reserve(header.frameCount, header.BytesPerFrame(), AudioSystem::compressedPageBytes))
         return false;
     samples = pages.base;
     pageRefCounts = pages.refCounts;
-    compressedData = data;
+    compressedData = data.release();
     compressedBytes = dataBytes;
     TakeFormat(header);
     return true;
@@ -76,7 +76,7 @@ void CompressedSound_t::LoadFromBuffer(const void* image, unsigned size) {
     data_t data = Allocate(dataBytes);
     if (!data) return;
     std::memcpy(data.get(), bytes.data() + headerBytes, dataBytes);
-    if (Take(header, data.get(), dataBytes)) data.release();
+    (void)Take(header, std::move(data), dataBytes);
 }
 
 void CompressedSound_t::LoadFromStdio(FILE* file) {
@@ -92,7 +92,7 @@ void CompressedSound_t::LoadFromStdio(FILE* file) {
     data_t data = Allocate(dataBytes);
     if (!data || std::fseek(file, start + static_cast<long>(headerBytes), SEEK_SET) != 0) return;
     if (std::fread(data.get(), 1, dataBytes, file) != dataBytes) return;
-    if (Take(header, data.get(), dataBytes)) data.release();
+    (void)Take(header, std::move(data), dataBytes);
 }
 
 void CompressedSound_t::Serialize(BinaryStream& stream, bool writing) {
@@ -116,11 +116,8 @@ void CompressedSound_t::Serialize(BinaryStream& stream, bool writing) {
     if (stream.Good() && IsPlayable(header) && dataBytes <= stream.ReadableBytes())
         data = Allocate(dataBytes);
     if (data) stream.ReadBytes(data.get(), dataBytes);
-    if (data && stream.Good() && Take(header, data.get(), dataBytes)) {
-        data.release();
-    } else {
+    if (!data || !stream.Good() || !Take(header, std::move(data), dataBytes))
         stream.SetError(BinaryStream::readFailed);
-    }
 }
 
 bool CompressedSound_t::IsASortOf(const char* className) const {

@@ -2,6 +2,8 @@
 // a voice plays. A concrete class adds the codec.
 #pragma once
 
+#include <memory>
+
 #include "compressed/decoded_pages.h"
 #include "sounds/sound.h"
 
@@ -54,7 +56,7 @@ class CompressedSound_t : public Sound_t {
   private:
     void Discard();
     void SetFormat(const sound_header_t& header);
-    bool Take(const sound_header_t& header, uint8_t* data, uint32_t dataBytes);
+    bool Take(const sound_header_t& header, std::unique_ptr<uint8_t[]> data, uint32_t dataBytes);
 
     DecodedPages_t pages;  // samples is their base
 };

@@ -37,9 +37,7 @@ bool CompressedVoice_t::IsCompatibleSound(Sound_t* sound) { return sound->IsASor
 
 void CompressedVoice_t::ReleaseSound() {
     Sound_t* silence = CompressedSound_t::GetDefaultSound();
+    QueueAlone(silence);
     SetSound(silence, 0);
-    soundQueue.RemoveAll();
-    soundQueue.AddHead(silence);
-    nextQueued = nullptr;
     totalLength = 0;
 }

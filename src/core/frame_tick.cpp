@@ -2,6 +2,7 @@
 // the output, mix every voice ahead to the horizon. Host thread; no allocation but the pooled nodes of the
 // voice lists.
 #include <algorithm>
+#include <new>
 
 #include "core/audio_system.h"
 #include "kernels/mix_kernels.h"
@@ -85,11 +86,18 @@ bool MixAhead(Voice_t& voice) {
     return MixChunks(voice, voice.ringPosition, units, voice.mixChunk / voice.rateDivisor);
 }
 
+// Without memory for the list the voice is found again by the next tick: it has stopped.
+void DeleteAtEnd(Voice_t& voice) {
+    try {
+        finishedVoices.AddTail(&voice);
+    } catch (const std::bad_alloc&) {}
+}
+
 void EndVoice(Voice_t& voice) {
     SignalCompletion(voice);
     voice.Stop();
     if (voice.deleteWhenDone) {
-        finishedVoices.AddTail(&voice);
+        DeleteAtEnd(voice);
     } else if (voice.totalLength != 0) {
         voice.SetPos(0);
     }
@@ -202,7 +210,7 @@ void MixAllVoices() {
         node = node->next;
         FetchAhead(node);
         if (!voice.isPlaying) {
-            if (voice.deleteWhenDone) finishedVoices.AddTail(&voice);
+            if (voice.deleteWhenDone) DeleteAtEnd(voice);
         } else if (!MixAhead(voice)) {
             EndVoice(voice);
         }

@@ -4,7 +4,6 @@
 // a static library.
 //
 // None of them needs another at construction.
-#include <new>
 
 #include "compressed/compressed_voice.h"
 #include "compressed/ima_adpcm_sound.h"
@@ -22,7 +21,7 @@ namespace {
 template <typename Sound>
 void* Create() {
     // The registry hands out untyped pointers: they point at the base.
-    return static_cast<Sound_t*>(new (std::nothrow) Sound);
+    return static_cast<Sound_t*>(new Sound);
 }
 
 }  // namespace

@@ -9,7 +9,7 @@ HandleAnchor_t::~HandleAnchor_t() {
 uint64_t HandleTable_t::IdOf(HandleAnchor_t& anchor, void* object) {
     if (anchor.table) return anchor.id;
     if (firstFree == noSlot) {
-        slots.push_back({nullptr, 1, noSlot});
+        slots.push_back({nullptr, firstRound, noSlot});
         firstFree = static_cast<uint32_t>(slots.size() - 1);
     }
     const uint32_t index = firstFree;
@@ -31,6 +31,6 @@ void HandleTable_t::LetGo(uint64_t id) noexcept {
     const auto index = static_cast<uint32_t>(id);
     slot_t& slot = slots[index];
     slot.object = nullptr;
-    if (++slot.round == 0) slot.round = 1;  // 0 is no number
-    slot.nextFree = std::exchange(firstFree, index);
+    // A slot whose numbers are all used up stays empty: from here on they would come again.
+    if (++slot.round != 0) slot.nextFree = std::exchange(firstFree, index);
 }

@@ -28,6 +28,10 @@ class HandleAnchor_t {
 
 class HandleTable_t {
   public:
+    // Numbers of a slot begin with that round, 1 or more: only tests have no time for the first four thousand
+    // million.
+    constexpr explicit HandleTable_t(uint32_t roundOfNewSlots = 1) : firstRound(roundOfNewSlots) {}
+
     // The object's number, given at the first call; never 0. Errors: std::bad_alloc, nothing is entered then.
     uint64_t IdOf(HandleAnchor_t& anchor, void* object);
     // Null for 0, for a number that was never given and for one whose object is gone.
@@ -37,13 +41,14 @@ class HandleTable_t {
     friend class HandleAnchor_t;
     struct slot_t {
         void* object = nullptr;
-        uint32_t round = 1;     // upper half of the number; the lower one is the index of the slot
+        uint32_t round;         // upper half of the number; the lower one is the index of the slot
         uint32_t nextFree = 0;  // while the slot is free
     };
     static constexpr uint32_t noSlot = 0xFFFFFFFFu;
 
     void LetGo(uint64_t id) noexcept;
 
+    const uint32_t firstRound;
     std::vector<slot_t> slots;
     uint32_t firstFree = noSlot;
 };

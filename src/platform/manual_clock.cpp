@@ -48,7 +48,7 @@ bool ManualClock_t::TakesTurns() {
 uint64_t ManualClock_t::ReadCounter() {
     const lock_t lock(mutex);
     if (!ownTask) ++hostReadings;
-    return now / unitsPerCount + hostReadings;
+    return firstCount + now / unitsPerCount + hostReadings;
 }
 
 uint64_t ManualClock_t::Deadline(uint32_t timeoutMs) const {
@@ -116,21 +116,22 @@ void ManualClock_t::MakeRunning(task_t& task, uint32_t waitResult) {
 }
 
 // Gives the baton to the first task that can run, or lets time pass until one can. A wait of the host that
-// time cannot end fails rather than let time run on for ever.
+// time cannot end fails rather than let time run on for ever; who need not wait for time runs before that.
 void ManualClock_t::PassOn() {
     for (task_t* task : tasks) {
         if (TryToEnd(*task)) return;
     }
     task_t& host = *tasks.back();
-    if (host.isWaiting && host.deadline == never) {
+    task_t* next = EarliestTimeout();
+    if (host.isWaiting && host.deadline == never && (!next || next->deadline > now)) {
         MakeRunning(host, waitFailed);
-    } else {
-        MoveTimeOn();
+    } else if (next) {
+        MoveTimeTo(*next);
     }
 }
 
-// Somebody always has a time-out: the host, if nobody else.
-void ManualClock_t::MoveTimeOn() {
+// Null if nobody has a time-out.
+ManualClock_t::task_t* ManualClock_t::EarliestTimeout() const {
     task_t* next = nullptr;
     for (task_t* task : tasks) {
         if (task->isWaiting && !task->hasEnded && task->deadline != never &&
@@ -138,17 +139,21 @@ void ManualClock_t::MoveTimeOn() {
             next = task;
         }
     }
-    if (!next) return;
-    if (next->deadline > now) {
-        const uint64_t units = next->deadline - now;
-        now = next->deadline;
-        timePassed(units);
-    }
-    MakeRunning(*next, waitTimedOut);
+    return next;
 }
 
-void ManualClock_t::Reset() {
+void ManualClock_t::MoveTimeTo(task_t& next) {
+    if (next.deadline > now) {
+        const uint64_t units = next.deadline - now;
+        now = next.deadline;
+        timePassed(units);
+    }
+    MakeRunning(next, waitTimedOut);
+}
+
+void ManualClock_t::Reset(uint64_t newFirstCount) {
     const lock_t lock(mutex);
+    firstCount = newFirstCount;
     now = 0;
     hostReadings = 0;
     refuseThread = false;

@@ -38,7 +38,7 @@ class ManualClock_t {
     // nothing.
     bool TakesTurns();
 
-    // Counts of time, plus one for every reading on the host thread so far.
+    // Counts of time since firstCount, plus one for every reading on the host thread so far.
     uint64_t ReadCounter();
 
     // The same answers as Event_t::Wait.
@@ -58,7 +58,9 @@ class ManualClock_t {
     bool JoinThread(task_t* task, uint32_t timeoutMs);  // true: ended, and the task is gone
 
     bool refuseThread = false;  // StartThread fails
-    void Reset();               // time and readings begin anew; the engine must not be running
+    // Time and readings begin anew, the counter at newFirstCount, from which it may wrap. The engine must not
+    // be running.
+    void Reset(uint64_t newFirstCount);
 
   private:
     using lock_t = std::unique_lock<std::mutex>;
@@ -68,7 +70,8 @@ class ManualClock_t {
     uint32_t Wait(lock_t& lock, Event_t* event, task_t* joined, uint64_t deadline);
     void PassOn();
     bool TryToEnd(task_t& task);
-    void MoveTimeOn();
+    task_t* EarliestTimeout() const;
+    void MoveTimeTo(task_t& next);
     void MakeRunning(task_t& task, uint32_t waitResult);
     void Remove(task_t* task);
 
@@ -78,6 +81,7 @@ class ManualClock_t {
     std::vector<task_t*> tasks;  // the engine's threads in order of arrival, then the host
     task_t* running = nullptr;
     uint64_t now = 0;  // units
+    uint64_t firstCount = 0;
     uint64_t hostReadings = 0;
 };
 

@@ -166,11 +166,11 @@ manual_settings_t& ManualSettings() noexcept { return settings; }
 const manual_counts_t& ManualCounts() noexcept { return counts; }
 void RefuseManualThreads(bool refuse) noexcept { manualClock.refuseThread = refuse; }
 
-void ResetManualOutput() {
+void ResetManualOutput(uint64_t firstCount) {
     settings = {};
     counts = {};
     playedBytes.clear();
-    manualClock.Reset();
+    manualClock.Reset(firstCount);
 }
 
 void LoseManualBuffer() noexcept {

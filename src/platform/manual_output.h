@@ -45,8 +45,9 @@ manual_settings_t& ManualSettings() noexcept;
 void RefuseManualThreads(bool refuse) noexcept;
 const manual_counts_t& ManualCounts() noexcept;
 
-// Default settings, no counts, nothing played. The engine must not be running. Does not select the backend.
-void ResetManualOutput();
+// Default settings, no counts, nothing played, the counter at firstCount. The engine must not be running.
+// Does not select the backend.
+void ResetManualOutput(uint64_t firstCount = 0);
 
 // Loses the buffer: it stops, its bytes are gone, GetStatus says so and Lock fails until Restore.
 void LoseManualBuffer() noexcept;

@@ -15,7 +15,6 @@ namespace {
 using clock_t = std::chrono::steady_clock;
 
 constexpr uint32_t bytesPerFrame = 4;
-constexpr uint32_t framesPerSecond = 44100;
 constexpr uint32_t primaryBytes = 32768;
 
 class NullBuffer_t final : public SoftwareBuffer_t {
@@ -45,8 +44,7 @@ class NullBuffer_t final : public SoftwareBuffer_t {
 
   private:
     static uint64_t FramesSince(clock_t::time_point start) {
-        using frames_t = std::chrono::duration<uint64_t, std::ratio<1, framesPerSecond>>;
-        return std::chrono::duration_cast<frames_t>(clock_t::now() - start).count();
+        return FramesIn(std::chrono::nanoseconds(clock_t::now() - start));
     }
 
     std::mutex mutex;

@@ -2,6 +2,7 @@
 // locking, and a plain device.
 #pragma once
 
+#include <chrono>
 #include <new>
 #include <vector>
 
@@ -33,6 +34,14 @@ class SoftwareBuffer_t : public IDirectSoundBuffer {
 
     std::vector<uint8_t> memory;
 };
+
+// Whole frames that a device plays in that time. By seconds and their rest: one product would pass 64 bits in
+// the second year.
+constexpr uint64_t FramesIn(std::chrono::nanoseconds time) {
+    constexpr uint64_t framesPerSecond = 44100, nsPerSecond = 1'000'000'000;
+    const auto ns = static_cast<uint64_t>(time.count());
+    return ns / nsPerSecond * framesPerSecond + ns % nsPerSecond * framesPerSecond / nsPerSecond;
+}
 
 // A device that takes every level and is not emulated; which buffers it makes is its own.
 class SoftwareDevice_t : public IDirectSound {

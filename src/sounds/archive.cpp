@@ -60,33 +60,27 @@ archive_outcome_t Archive_t::ReadSounds(BinaryStream& stream, const char* archiv
     String_t tag;
     for (stream >> tag; stream.Good() && !SameText(tag.text, AudioSystem::archiveEndMarker.text);
          stream >> tag) {
-        Sound_t* sound = CreateByTag(tag.text);
+        std::unique_ptr<Sound_t> sound(CreateByTag(tag.text));
         if (!sound) {  // nothing tells where its record ends
             outcome.unknownTag = tag;
             return outcome;
         }
         sound->Serialize(stream, false);
-        if (!stream.Good()) {
-            delete sound;
-            return outcome;
-        }
+        if (!stream.Good()) return outcome;
         sound->archiveName = archiveName;
         sound->classTag = tag;
-        ++(Store(sound) ? outcome.storedSounds : outcome.missingSounds);
+        ++(Store(std::move(sound)) ? outcome.storedSounds : outcome.missingSounds);
     }
     outcome.isWhole = stream.Good();
     return outcome;
 }
 
 // A sound that could not be loaded although its record could be read (its own file is missing) is left out.
-bool Archive_t::Store(Sound_t* sound) {
-    if (SameText(sound->name.text, defaultSoundName)) {
-        delete sound;
-        return false;
-    }
+bool Archive_t::Store(std::unique_ptr<Sound_t> sound) {
+    if (SameText(sound->name.text, defaultSoundName)) return false;
     void*& place = FindOrInsert(sound->name.text);
     delete static_cast<Sound_t*>(place);
-    place = sound;
+    place = sound.release();
     return true;
 }
 

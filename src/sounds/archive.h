@@ -4,6 +4,8 @@
 // picks the class, which alone knows where its record ends. Sounds without a tag are not stored.
 #pragma once
 
+#include <memory>
+
 #include "foundation/string_map.h"
 
 class BinaryStream;
@@ -44,7 +46,7 @@ class Archive_t : public StringMap_t {
 
   private:
     archive_outcome_t ReadSounds(BinaryStream& stream, const char* archiveName);
-    bool Store(Sound_t* sound);
+    bool Store(std::unique_ptr<Sound_t> sound);
 };
 
 namespace AudioSystem {

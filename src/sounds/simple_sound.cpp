@@ -103,8 +103,8 @@ Voice_t* SimpleSound_t::CreateCompatibleVoice(int32_t mixMode) { return new Simp
 
 void SimpleSound_t::PlayOneShot() {
     Voice_t* voice = CreateCompatibleVoice(oneShotMixMode);
+    voice->deleteWhenDone = true;  // first: if Play finds no memory, the next tick deletes the voice
     voice->Play();
-    voice->deleteWhenDone = true;
 }
 
 Sound_t* SimpleSound_t::GetDefaultSound() { return DefaultOf<SimpleSound_t>(sortName); }

@@ -2,6 +2,7 @@
 #include "sounds/sound.h"
 
 #include <cstring>
+#include <memory>
 
 #include "platform/files.h"
 #include "sounds/sound_file.h"
@@ -16,10 +17,8 @@ Sound_t::~Sound_t() {
 bool Sound_t::IsASortOf(const char* className) const { return SameText(className, "Sound"); }
 
 void Sound_t::LoadFromFile(const char* path) {
-    FILE* file = platform::OpenRegularFile(path);
-    if (!file) return;
-    LoadFromStdio(file);
-    std::fclose(file);
+    const std::unique_ptr<FILE, int (*)(FILE*)> file(platform::OpenRegularFile(path), std::fclose);
+    if (file) LoadFromStdio(file.get());
 }
 
 void Sound_t::TakeFormat(const sound_header_t& header) {

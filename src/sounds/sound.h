@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 
 #include "foundation/handle_table.h"
 #include "foundation/string.h"
@@ -77,7 +78,7 @@ extern Archive_t* defaultSounds;     // one empty sound a class, by class name; 
 
 // How far a load came, and the sound: the one that was loaded, or the one that had its name already; else
 // null.
-enum class load_step_t { loaded, noArchive, noTag, unknownTag, notRead, nameTaken };
+enum class load_step_t { loaded, noTag, unknownTag, notRead, nameTaken };
 struct load_outcome_t {
     load_step_t step;
     Sound_t* sound;
@@ -100,6 +101,6 @@ void FreeSound(const char* soundName, const char* archiveName);
 void FreeArchive(const char* archiveName);
 
 Sound_t* FindDefaultSound(const char* className);  // made on demand for "Sound" alone, else null if absent
-void SetDefaultSound(const char* className, Sound_t* sound);
+Sound_t* SetDefaultSound(const char* className, std::unique_ptr<Sound_t> sound);  // returns it
 
 }  // namespace AudioSystem

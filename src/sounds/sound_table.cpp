@@ -27,9 +27,10 @@ Archive_t* FindArchive(const char* archiveName) {
 Archive_t* FindOrCreateArchive(const char* archiveName) {
     const tableLock_t lock(soundTableLock);
     if (Archive_t* archive = FindArchive(archiveName)) return archive;
-    auto* archive = new (std::nothrow) Archive_t;
-    if (archive) soundTable.FindOrInsert(archiveName) = archive;
-    return archive;
+    auto archive = std::make_unique<Archive_t>();
+    void*& place = soundTable.FindOrInsert(archiveName);
+    place = archive.get();
+    return archive.release();
 }
 
 // The text behind the last dot; null if there is none.
@@ -55,7 +56,6 @@ Sound_t* Store(Sound_t* sound, Archive_t& archive, const char* archiveName) {
 template <typename Load>
 load_outcome_t LoadInto(const char* archiveName, const char* taggedName, Load load) {
     Archive_t* archive = FindOrCreateArchive(archiveName);
-    if (!archive) return {load_step_t::noArchive, nullptr};
     const char* tag = TagOf(taggedName);
     if (!tag) return {load_step_t::noTag, nullptr};
     std::unique_ptr<Sound_t> sound(CreateByTag(tag));
@@ -95,7 +95,7 @@ Sound_t* GetSound(const char* soundName, const char* archiveName) {
 bool EnterSound(Sound_t* sound, const char* archiveName) {
     const char* resolved = Resolve(archiveName);
     Archive_t* archive = FindOrCreateArchive(resolved);
-    return archive && Store(sound, *archive, resolved) == sound;
+    return Store(sound, *archive, resolved) == sound;
 }
 
 void FreeSound(const char* soundName, const char* archiveName) {
@@ -148,13 +148,13 @@ Sound_t* FindDefaultSound(const char* className) {
     if (!defaultSounds) return nullptr;
     if (Sound_t* sound = defaultSounds->Find(className)) return sound;
     if (!SameText(className, "Sound")) return nullptr;
-    auto* sound = new (std::nothrow) SimpleSound_t;
-    if (sound) SetDefaultSound(className, sound);
-    return sound;
+    return SetDefaultSound(className, std::make_unique<SimpleSound_t>());
 }
 
-void SetDefaultSound(const char* className, Sound_t* sound) {
-    defaultSounds->FindOrInsert(className) = sound;
+Sound_t* SetDefaultSound(const char* className, std::unique_ptr<Sound_t> sound) {
+    void*& place = defaultSounds->FindOrInsert(className);
+    place = sound.get();
+    return sound.release();
 }
 
 }  // namespace AudioSystem

@@ -8,9 +8,7 @@
 template <typename Default>
 Sound_t* DefaultOf(const char* sortName) {
     if (Sound_t* sound = AudioSystem::FindDefaultSound(sortName)) return sound;
-    auto* sound = new Default;
-    AudioSystem::SetDefaultSound(sortName, sound);
-    return sound;
+    return AudioSystem::SetDefaultSound(sortName, std::make_unique<Default>());
 }
 
 // The sound of that name, or the class's default sound if there is none or it is of another class.

@@ -67,8 +67,8 @@ Voice_t* CompressedStreamSound_t::CreateCompatibleVoice(int32_t mixMode) {
 void CompressedStreamSound_t::PlayOneShot() {
     if (frameCount == 0) return;
     Voice_t* voice = CreateCompatibleVoice(oneShotMixMode);
-    voice->Play();
     voice->deleteWhenDone = true;
+    voice->Play();
 }
 
 Sound_t* CompressedStreamSound_t::GetDefaultSound() {

@@ -16,10 +16,10 @@ CompressedStreamSound_t* StreamOf(const ListNode_t* node) {
 CompressedStreamVoice_t::CompressedStreamVoice_t(CompressedStreamSound_t* sound, int32_t mode)
     : Voice_t(sound, mode),
       streamSound(sound),
-      decoderState(sound->NewDecoderState()),
       lookAheadBytes(std::min(AudioSystem::streamLookAheadBytes, sound->compressedBytes)) {
     mixFlags = prepareExact;
     holds.KeepRoom(soundQueue.count);
+    decoderState = sound->NewDecoderState();  // last of what may find no memory: nobody would give it back
     (void)HoldUpTo(0);
 }
 
@@ -84,11 +84,11 @@ bool CompressedStreamVoice_t::IsCompatibleSound(Sound_t* sound) {
 // A look-ahead that a short queue has cut grows with it.
 void CompressedStreamVoice_t::QueueSound(Sound_t* sound) {
     const uint32_t lengthBefore = totalLength;
+    holds.KeepRoom(soundQueue.count + 1);  // first: it may find no memory
     isMoving = true;
     Voice_t::QueueSound(sound);
     isMoving = false;
     if (totalLength == lengthBefore) return;  // refused
-    holds.KeepRoom(soundQueue.count);
     const uint64_t addedBytes = static_cast<CompressedStreamSound_t*>(sound)->compressedBytes;
     lookAheadBytes = static_cast<uint32_t>(
         std::min<uint64_t>(lookAheadBytes + addedBytes, AudioSystem::streamLookAheadBytes));
@@ -97,13 +97,11 @@ void CompressedStreamVoice_t::QueueSound(Sound_t* sound) {
 
 void CompressedStreamVoice_t::ReleaseSound() {
     Sound_t* silence = CompressedStreamSound_t::GetDefaultSound();
+    QueueAlone(silence);
     lookAheadBytes = 0;
     isMoving = true;
     SetSound(silence, 0);
     isMoving = false;
-    soundQueue.RemoveAll();
-    soundQueue.AddHead(silence);
-    nextQueued = nullptr;
     totalLength = 0;
     (void)HoldUpTo(0);
 }

@@ -24,10 +24,10 @@ class CompressedStreamVoice_t : public Voice_t {
     float GetMixCost() override { return mixCosts.CostFor(this); }
 
     CompressedStreamSound_t* streamSound;
-    void* decoderState;       // made by the sound and given back to it
-    uint32_t lookAheadBytes;  // of compressed data; what the whole queue has, if that is less
-    frame_window_t window;    // decoded frames that the voice holds
-    PageHolds_t holds;        // and pages of its file
+    void* decoderState = nullptr;  // made by the sound and given back to it
+    uint32_t lookAheadBytes;       // of compressed data; what the whole queue has, if that is less
+    frame_window_t window;         // decoded frames that the voice holds
+    PageHolds_t holds;             // and pages of its file
 
     static MixCostTable_t mixCosts;
 

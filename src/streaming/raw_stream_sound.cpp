@@ -18,7 +18,8 @@ uint64_t PageBytes() { return platform::SystemPageBytes(); }
 }  // namespace
 
 RawStreamSound_t::RawStreamSound_t(const char* newName, uint32_t channels, uint32_t bitsPerSample,
-                                   uint32_t sampleRate, uint32_t capacityFrames, const char* archive) {
+                                   uint32_t sampleRate, uint32_t capacityFrames, const char* archive)
+    : RawStreamSound_t() {  // so that what throws below is followed by the destructor
     if (sampleRate < 1 || sampleRate > 44100) return;
     is16Bit = bitsPerSample == 16;
     isStereo = channels == 2;

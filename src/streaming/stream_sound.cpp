@@ -41,8 +41,8 @@ Voice_t* StreamSound_t::CreateCompatibleVoice(int32_t mixMode) { return new Stre
 
 void StreamSound_t::PlayOneShot() {
     Voice_t* voice = CreateCompatibleVoice(oneShotMixMode);
-    voice->Play();
     voice->deleteWhenDone = true;
+    voice->Play();
 }
 
 Sound_t* StreamSound_t::GetDefaultSound() { return DefaultOf<StreamSound_t>(sortName); }

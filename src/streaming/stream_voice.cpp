@@ -76,24 +76,22 @@ bool StreamVoice_t::IsCompatibleSound(Sound_t* sound) { return sound->IsASortOf(
 
 void StreamVoice_t::QueueSound(Sound_t* sound) {
     const uint32_t lengthBefore = totalLength;
+    holds.KeepRoom(soundQueue.count + 1);  // first: it may find no memory
     isMoving = true;
     Voice_t::QueueSound(sound);
     isMoving = false;
     if (totalLength == lengthBefore) return;  // refused
-    holds.KeepRoom(soundQueue.count);
     GrowLookAhead(*static_cast<StreamSound_t*>(sound));
     (void)HoldUpTo(position);
 }
 
 void StreamVoice_t::ReleaseSound() {
     Sound_t* silence = StreamSound_t::GetDefaultSound();
+    QueueAlone(silence);
     lookAheadBytes = 0;
     isMoving = true;
     SetSound(silence, 0);
     isMoving = false;
-    soundQueue.RemoveAll();
-    soundQueue.AddHead(silence);
-    nextQueued = nullptr;
     totalLength = 0;
     (void)HoldUpTo(0);
 }

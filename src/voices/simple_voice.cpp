@@ -6,9 +6,7 @@ bool SimpleVoice_t::IsCompatibleSound(Sound_t* sound) { return sound->IsASortOf(
 
 void SimpleVoice_t::ReleaseSound() {
     Sound_t* silence = SimpleSound_t::GetDefaultSound();
-    soundQueue.RemoveAll();
-    soundQueue.AddHead(silence);
-    nextQueued = nullptr;
+    QueueAlone(silence);
     totalLength = 0;
     SetSound(silence, 0);
 }

@@ -96,11 +96,15 @@ void Voice_t::QueueSound(Sound_t* sound) {
         if (!nextQueued) nextQueued = node;
         return;
     }
-    soundQueue.RemoveTail();  // a released voice: the default sound
-    soundQueue.AddHead(sound);
-    nextQueued = nullptr;
+    QueueAlone(sound);  // a released voice: in place of the default sound
     totalLength = sound->frameCount;
     SetSound(sound, 0);
+}
+
+void Voice_t::QueueAlone(Sound_t* sound) {
+    soundQueue.AddHead(sound);
+    while (soundQueue.count > 1) soundQueue.RemoveTail();
+    nextQueued = nullptr;
 }
 
 void Voice_t::SetPos(uint32_t target) {

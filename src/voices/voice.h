@@ -97,6 +97,8 @@ class Voice_t {
     // it reads may end behind its advance: by one frame with a step below 1024, on the plain path by more if
     // the step has lost to its division.
     uint32_t PassEnd(uint32_t frames) const;
+    // Makes it the only sound of the queue, which is never empty. Errors: std::bad_alloc, nothing changes.
+    void QueueAlone(Sound_t* sound);
 
   private:
     void UpdateVolumePath();

@@ -1,0 +1,16 @@
+// no_memory.h - where the wrappers end a lack of memory, which is all that the engine throws.
+#pragma once
+
+#include <new>
+
+namespace api {
+
+// An operation that finds no memory has done nothing.
+template <typename Operation>
+void IfMemoryAllows(Operation operate) noexcept {
+    try {
+        operate();
+    } catch (const std::bad_alloc&) {}
+}
+
+}  // namespace api
