@@ -43,3 +43,11 @@ if(TARGET ringmix_program)
   install(FILES completions/ringmix DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
     COMPONENT program)
 endif()
+
+# The licence goes with every copy, where Debian looks for it.
+set(runtime_package libringmix${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+install(FILES LICENSE RENAME copyright COMPONENT runtime DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${runtime_package})
+install(FILES LICENSE RENAME copyright COMPONENT development DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libringmix-dev)
+if(TARGET ringmix_program)
+  install(FILES LICENSE RENAME copyright COMPONENT program DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/ringmix)
+endif()

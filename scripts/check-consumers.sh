@@ -86,7 +86,7 @@ if command -v dpkg-shlibdeps >/dev/null; then
   (cd "$build" && cpack -G DEB -B "$stage/packages" >/dev/null)
   for package in "$stage"/packages/*.deb; do dpkg-deb -x "$package" "$stage/unpacked"; done
   for file in bin/ringmix include/ringmix/host.h share/man/man1/ringmix.1 \
-    share/bash-completion/completions/ringmix; do
+    share/bash-completion/completions/ringmix share/doc/libringmix-dev/copyright; do
     [ -e "$stage/unpacked/usr/$file" ] || { echo "no package has /usr/$file"; exit 1; }
   done
   libraries=$(dirname "$(find "$stage/unpacked" -name 'libringmix.so.?.?')")

@@ -71,15 +71,37 @@ start_result_t StartOnManual(double hostRate, unsigned voices) {
     result.queuedMs = QueuedMs();
     AudioSystem::MixVoices();
     played.clear();
-    platform::PlayManualOutput(soundFrames, played);  // the host stays away
+    platform::PlayManualOutput(framesPerTick, played);
     const uint32_t heard = FirstFrame(played.data(), played.size() / 4, true);
-    if (heard != noFrame) {
-        result.heardMs = heard / framesPerMs;
-        const uint32_t sounding = FirstFrame(played.data() + 4 * heard, played.size() / 4 - heard, false);
-        if (sounding != noFrame) result.stallMs = (heard + sounding) / framesPerMs;
-    }
+    if (heard != noFrame) result.heardMs = heard / framesPerMs;
     AudioSystem::DeInitialize();
     return result;
+}
+
+// Whether a host can stay away for so many frames, come back and go on, without a gap.
+bool SurvivesStall(double hostRate, uint32_t stallFrames) {
+    if (!Start("manual", hostRate)) return false;
+    Play(LoadLoudSound(), 1);
+    std::vector<uint8_t> played;
+    const auto tick = [&](uint32_t frames) {
+        AudioSystem::MixVoices();
+        platform::PlayManualOutput(frames, played);
+    };
+    for (int i = 0; i < 20; ++i) tick(framesPerTick);
+    played.clear();
+    tick(stallFrames);
+    for (int i = 0; i < 60; ++i) tick(framesPerTick);
+    AudioSystem::DeInitialize();
+    return FirstFrame(played.data(), played.size() / 4, false) == noFrame;
+}
+
+double LongestStallMs(double hostRate) {
+    uint32_t survived = 0, tooLong = soundFrames;
+    while (tooLong - survived > 4) {
+        const uint32_t middle = (survived + tooLong) / 2;
+        (SurvivesStall(hostRate, middle) ? survived : tooLong) = middle;
+    }
+    return survived / framesPerMs;
 }
 
 // How far ahead of the play cursor the device's buffer has the first sample.
@@ -140,11 +162,12 @@ std::vector<start_result_t> MeasureStarts(bool isSmoke) {
     using counts_t = std::vector<unsigned>;
     std::vector<start_result_t> results;
     for (const double rate : isSmoke ? rates_t{8} : rates_t{8, 30, 60}) {
+        const double stallMs = LongestStallMs(rate);
         for (const unsigned voices : isSmoke ? counts_t{1} : counts_t{1, 4, 16, 64}) {
             // In real time first: what it costs to mix a start is then known on the manual device, too.
             start_result_t real = StartInRealTime(rate, voices, isSmoke ? 1 : 5);
             start_result_t manual = StartOnManual(rate, voices);
-            real.stallMs = manual.stallMs;
+            real.stallMs = manual.stallMs = stallMs;
             results.push_back(std::move(manual));
             results.push_back(std::move(real));
         }

@@ -7,8 +7,8 @@
 #include "measure.h"
 
 // What was queued when the tick began; from the call of MixVoices until the first sample reaches the play
-// cursor; how long that call took; and how long the host may stay away before a gap is heard. Milliseconds;
-// negative where it was not measured.
+// cursor; how long that call took; and from one tick to the next, how long the host may take without a gap.
+// Milliseconds; negative where it was not measured.
 struct start_result_t {
     std::string contestant, device;
     double hostRate;

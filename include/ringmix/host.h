@@ -329,8 +329,8 @@ struct engine_statistics_t {
     uint32_t clearFrame = 0;     // mixed at most up to here
     uint32_t horizonFrames = 0;  // how far ahead of baseFrame voices are mixed
     uint32_t queuedFrames = 0;   // in the device's buffer, not yet played
-    // Since the start: passes that found less mixed than the device wanted, and the silence sent instead. A
-    // host that does not tick while nothing plays counts as well.
+    // Since the start: passes that came to the end of the ring, at clearFrame, and the silence sent instead:
+    // the host had not ticked for about half a second. That counts while nothing plays, too.
     uint32_t underruns = 0;
     uint32_t underrunFrames = 0;
     uint32_t droppedNews = 0;
