@@ -126,6 +126,31 @@ TEST_F(MixGuard, RandomLoadsGiveTheHeldSums) {
     }
 }
 
+// A sum half a step below its slot is still at its lower end; where the odd frame is negative the entry has
+// the bits to hold it.
+TEST_F(MixGuard, FractionsAtTheLowerEndDoNotSpill) {
+    const auto full = Stereo16({-32768, 0, -100, 0}), low = Stereo16({-1, 0, 0, 0}),
+               silent = Stereo16({0, 0, 0, 0});
+    for (const int k : {1, 32, 64, 127, 128, 200}) {
+        SCOPED_TRACE(k);
+        for (const int loud : {2, 20}) {  // one that only a look at the entries can tell, one that is held
+            FreeRing();
+            ASSERT_TRUE(AllocateRing(ringUnits, 32768));
+            for (int voice = 0; voice < loud; ++voice) MixPlainGuarded(stereo16, 0, full.data(), 2, 1);
+            MixGainGuarded(stereo16, 0, low.data(), 2, k * 256, k * 256, 1024, 0);
+            for (int voice = 0; voice < 13; ++voice) MixPlainGuarded(stereo16, 0, silent.data(), 2, 1);
+            for (int voice = 0; voice < 14; ++voice) MixPlainGuarded(stereo16, 0, full.data(), 2, 1);
+            MixPlainGuarded(stereo16, 0, silent.data(), 2, 1);
+            uint8_t out[8];
+            ActiveKernels().convert(ringEntries, 2, out);
+            int16_t samples[4];
+            std::memcpy(samples, out, sizeof samples);
+            EXPECT_EQ(samples[0], -32768) << loud;
+            EXPECT_NEAR(samples[2], -100 * (loud + 14), 2) << loud;
+        }
+    }
+}
+
 TEST_F(MixGuard, AClearedStretchStartsAfresh) {
     const auto source = Stereo16(std::vector<int>(2 * 2000, 32767));
     const uint32_t at = ringClear;

@@ -67,6 +67,16 @@ void GiveCount(const archive_count_t& count, uint32_t* sounds, uint32_t* missing
     if (missing) *missing = count.missing;
 }
 
+// No exception reaches a host in C.
+template <typename Value, typename Operation>
+Value WithMemory(Value withoutMemory, Operation operate) {
+    try {
+        return operate();
+    } catch (const std::bad_alloc&) {
+        return withoutMemory;
+    }
+}
+
 }  // namespace
 
 // ---- The engine
@@ -84,11 +94,20 @@ void ringmix_default_start_options(ringmix_start_options* options) {
 }
 
 ringmix_problem ringmix_start(const ringmix_start_options* options, ringmix_error* error) {
-    if (!options) return Answer(Start(), error);
-    return Answer(Start({options->backend, options->window, options->use_primary_buffer != 0,
-                         options->stream_page_bytes, options->stream_pages_ahead,
-                         options->compressed_page_bytes, options->worst_case_frames_per_second}),
-                  error);
+    start_options_t wanted;
+    if (options)
+        wanted = {options->backend,
+                  options->window,
+                  options->use_primary_buffer != 0,
+                  options->stream_page_bytes,
+                  options->stream_pages_ahead,
+                  options->compressed_page_bytes,
+                  options->worst_case_frames_per_second};
+    try {
+        return Answer(Start(wanted), error);
+    } catch (const std::bad_alloc&) {
+        return Answer({problem_t::outOfMemory, "out of memory"}, error);
+    }
 }
 
 void ringmix_stop() { Stop(); }
@@ -112,16 +131,24 @@ const char* ringmix_backend_description(uint32_t index) {
 
 int ringmix_select_backend(const char* name) { return OutputSelection_t::SelectBackend(name); }
 const char* ringmix_selected_backend() { return OutputSelection_t::GetSelectedBackend(); }
-uint32_t ringmix_device_count() { return OutputSelection_t::GetDeviceCount(); }
+uint32_t ringmix_device_count() {
+    return WithMemory(0u, [] { return OutputSelection_t::GetDeviceCount(); });
+}
 const char* ringmix_device_name(uint32_t index) { return OutputSelection_t::GetDeviceName(index); }
 
 const char* ringmix_device_description(uint32_t index) {
     return OutputSelection_t::GetDeviceDescription(index);
 }
 
-int ringmix_select_device(const char* name) { return OutputSelection_t::SelectDevice(name); }
-const char* ringmix_selected_device() { return OutputSelection_t::GetSelectedDevice(); }
-int ringmix_set_lead(uint32_t milliseconds) { return OutputSelection_t::SetLead(milliseconds); }
+int ringmix_select_device(const char* name) {
+    return WithMemory(0, [=] { return int{OutputSelection_t::SelectDevice(name)}; });
+}
+const char* ringmix_selected_device() {
+    return WithMemory("", [] { return OutputSelection_t::GetSelectedDevice(); });
+}
+int ringmix_set_lead(uint32_t milliseconds) {
+    return WithMemory(0, [=] { return int{OutputSelection_t::SetLead(milliseconds)}; });
+}
 
 ringmix_output_status ringmix_get_output_status() {
     const OutputStatus_t now = OutputSelection_t::GetStatus();

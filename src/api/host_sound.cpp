@@ -139,9 +139,10 @@ result_t SoundHandle_t::PlayOnce(VoiceHandle_t& handle, const voice_options_t& o
         Voice_t* voice = nullptr;
         result_t isMade = MakeWatchedVoice(sound, options, voice);
         if (!isMade) return isMade;
-        handle = host::HandleOf(*voice);
+        const VoiceHandle_t playing = host::HandleOf(*voice);
         voice->deleteWhenDone = true;
         voice->Play();
+        handle = playing;
         return isMade;
     });
 }

@@ -21,10 +21,17 @@ bool CompressedVoice_t::PrepareFrame(uint32_t frames) {
 }
 
 void CompressedVoice_t::SetSound(Sound_t* sound, uint32_t newBase) {
+    auto* next = static_cast<CompressedSound_t*>(sound);
+    // Before anything changes, as it may find no memory. A state that is given back is there to be taken
+    // again.
+    void* fresh = decoderState ? nullptr : next->NewDecoderState();
     compressedSound->ReleaseWindow(window);
-    compressedSound->FreeDecoderState(decoderState);
-    compressedSound = static_cast<CompressedSound_t*>(sound);
-    decoderState = compressedSound->NewDecoderState();
+    if (decoderState) {
+        compressedSound->FreeDecoderState(decoderState);
+        fresh = next->NewDecoderState();
+    }
+    compressedSound = next;
+    decoderState = fresh;
     Voice_t::SetSound(sound, newBase);
 }
 

@@ -3,9 +3,7 @@
 
 #include <algorithm>
 #include <bit>
-#include <cmath>
 #include <cstdlib>
-#include <limits>
 
 #include "core/mix_ring.h"
 #include "kernels/mix_kernels.h"
@@ -17,7 +15,6 @@ using AudioSystem::ringEntries, AudioSystem::ringLoads, AudioSystem::ringLoadBlo
 
 constexpr uint32_t fullScale = 256;  // gain, in 1/256 steps
 constexpr uint32_t slotHolds = 16 * fullScale;
-constexpr double untouched = std::numeric_limits<double>::quiet_NaN();
 
 // One entry in 1/256 sample steps, both slots with their bias of 0x80000: what the packed value holds.
 constexpr int64_t lowMost = int64_t{0xFFFFFF} << 8, highMost = int64_t{0xFFFFF} << 8;
@@ -25,13 +22,16 @@ struct slots_t {
     int64_t low, high;
 };
 
+// A low slot that is held at its lower end may come out half a step below it, as the rounding of a store
+// leaves it: that is not yet a sum from the other end.
 slots_t Unpack(double entry) {
-    const auto eighths =
-        static_cast<int64_t>(entry / 8.0);  // exact: every term of an entry is a multiple of 8
-    return {eighths & 0xFFFFFFFF, eighths >> 32};
+    constexpr int64_t halfStep = 0x80;
+    const int64_t eighths =
+        static_cast<int64_t>(entry / 8.0) + halfStep;  // exact: every term of an entry is a multiple of 8
+    return {(eighths & 0xFFFFFFFF) - halfStep, eighths >> 32};
 }
 
-double Pack(slots_t slots) { return static_cast<double>(slots.high << 32 | slots.low) * 8.0; }
+double Pack(slots_t slots) { return static_cast<double>((slots.high << 32) + slots.low) * 8.0; }
 
 // The entries of the whole pairs that the stretch touches.
 struct stretch_t {
@@ -54,11 +54,11 @@ bool IsInside(uint32_t block) {
     return (ActiveKernels().collect(ringEntries + first, end - first, bias << 32 | bias) & outside) == 0;
 }
 
-// The gain that what the block holds is worth. Most mixes are nowhere near the range that their voices could
-// fill, so the narrow look comes first.
+// The gain that what the block holds is worth; one more, as the look does not see half a step. Most mixes are
+// nowhere near the range that their voices could fill, so the narrow look comes first.
 uint32_t FindLoad(uint32_t block) {
-    if (IsInside<2>(block)) return 2 * fullScale;
-    return IsInside<8>(block) ? 8 * fullScale : AudioSystem::ringLoadUnknown;
+    if (IsInside<2>(block)) return 2 * fullScale + 1;
+    return IsInside<8>(block) ? 8 * fullScale + 1 : AudioSystem::ringLoadUnknown;
 }
 
 // Most calls of a tick go to the same stretch. What they add to its blocks is counted once for all of them,
@@ -95,8 +95,9 @@ bool TakeLoad(const stretch_t& stretch, uint32_t gain) {
     return true;
 }
 
-// Finds out what the call adds by mixing it into silence, keeps the entries that it would push out of a slot
-// at that slot's end, and lets the kernel add to all others.
+// Finds out what the call adds by mixing it into silence, and makes room in the entries that it would push
+// out of a slot, so that it brings them to that slot's end. At no time does a sum stand in the ring that has
+// spilled: the mixing thread may read it.
 template <typename MixInto>
 void MixChecked(const stretch_t& stretch, MixInto mixInto) {
     const slots_t silence = Unpack(std::bit_cast<double>(AudioSystem::silentEntryBits));
@@ -109,12 +110,10 @@ void MixChecked(const stretch_t& stretch, MixInto mixInto) {
         sum.high += added.high - silence.high;
         const slots_t held{std::clamp<int64_t>(sum.low, 0, lowMost),
                            std::clamp<int64_t>(sum.high, 0, highMost)};
-        ringScratch[e] = held.low == sum.low && held.high == sum.high ? untouched : Pack(held);
+        if (held.low == sum.low && held.high == sum.high) continue;
+        ringEntries[e] = Pack({held.low - added.low + silence.low, held.high - added.high + silence.high});
     }
     mixInto(ringEntries);
-    for (uint32_t e = stretch.firstEntry; e < stretch.endEntry; ++e) {
-        if (!std::isnan(ringScratch[e])) ringEntries[e] = ringScratch[e];
-    }
 }
 
 template <typename MixInto>

@@ -14,8 +14,9 @@
 // only rounding. Every set below gives the same 64 bits for the same calls. Nothing saturates and nothing
 // checks the limits of the slots: that is the caller's to see to.
 //
-// A kernel reads no byte but those of the source frames that its arguments call for, and writes no entry but
-// those of the pairs it mixes, each as a whole: the mixing thread may read them meanwhile.
+// A kernel reads nothing before the first or behind the last source frame that its arguments call for, and
+// writes no entry but those of the pairs it mixes, each as a whole: the mixing thread may read them
+// meanwhile.
 //
 // Thread: host, inside a mix step. No wait, no allocation. Errors: none.
 #pragma once

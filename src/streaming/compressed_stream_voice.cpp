@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/settings.h"
+#include "foundation/raised_flag.h"
 #include "streaming/queue_walk.h"
 
 namespace {
@@ -60,10 +61,17 @@ bool CompressedStreamVoice_t::PrepareFrame(uint32_t frames) {
 }
 
 void CompressedStreamVoice_t::SetSound(Sound_t* sound, uint32_t newBase) {
+    auto* next = static_cast<CompressedStreamSound_t*>(sound);
+    // Before anything changes, as it may find no memory. A state that is given back is there to be taken
+    // again.
+    void* fresh = decoderState ? nullptr : next->NewDecoderState();
     streamSound->ReleaseDecoded(window);
-    streamSound->FreeDecoderState(decoderState);
-    streamSound = static_cast<CompressedStreamSound_t*>(sound);
-    decoderState = streamSound->NewDecoderState();
+    if (decoderState) {
+        streamSound->FreeDecoderState(decoderState);
+        fresh = next->NewDecoderState();
+    }
+    streamSound = next;
+    decoderState = fresh;
     Voice_t::SetSound(sound, newBase);
     if (!isMoving) (void)HoldUpTo(0);
 }
@@ -85,9 +93,10 @@ bool CompressedStreamVoice_t::IsCompatibleSound(Sound_t* sound) {
 void CompressedStreamVoice_t::QueueSound(Sound_t* sound) {
     const uint32_t lengthBefore = totalLength;
     holds.KeepRoom(soundQueue.count + 1);  // first: it may find no memory
-    isMoving = true;
-    Voice_t::QueueSound(sound);
-    isMoving = false;
+    {
+        const RaisedFlag_t moving(isMoving);
+        Voice_t::QueueSound(sound);
+    }
     if (totalLength == lengthBefore) return;  // refused
     const uint64_t addedBytes = static_cast<CompressedStreamSound_t*>(sound)->compressedBytes;
     lookAheadBytes = static_cast<uint32_t>(

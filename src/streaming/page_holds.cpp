@@ -15,9 +15,9 @@ page_span_t Common(page_span_t one, page_span_t other) {
 void PageHolds_t::KeepRoom(int32_t queuedSounds) {
     const std::size_t runs = static_cast<std::size_t>(queuedSounds) + 1;
     if (runs <= wanted.capacity() && runs <= held.capacity()) return;
-    held.reserve(2 * runs);
+    acquired.reserve(4 * runs);  // first: the others tell whether there is room
     wanted.reserve(2 * runs);
-    acquired.reserve(4 * runs);
+    held.reserve(2 * runs);
 }
 
 void PageHolds_t::Want(FilePages_t& pages, page_span_t span) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/settings.h"
+#include "foundation/raised_flag.h"
 #include "streaming/queue_walk.h"
 
 namespace {
@@ -77,9 +78,10 @@ bool StreamVoice_t::IsCompatibleSound(Sound_t* sound) { return sound->IsASortOf(
 void StreamVoice_t::QueueSound(Sound_t* sound) {
     const uint32_t lengthBefore = totalLength;
     holds.KeepRoom(soundQueue.count + 1);  // first: it may find no memory
-    isMoving = true;
-    Voice_t::QueueSound(sound);
-    isMoving = false;
+    {
+        const RaisedFlag_t moving(isMoving);
+        Voice_t::QueueSound(sound);
+    }
     if (totalLength == lengthBefore) return;  // refused
     GrowLookAhead(*static_cast<StreamSound_t*>(sound));
     (void)HoldUpTo(position);

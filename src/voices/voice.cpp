@@ -96,9 +96,9 @@ void Voice_t::QueueSound(Sound_t* sound) {
         if (!nextQueued) nextQueued = node;
         return;
     }
-    QueueAlone(sound);  // a released voice: in place of the default sound
+    QueueAlone(sound);   // a released voice: in place of the default sound
+    SetSound(sound, 0);  // may find no memory: the voice then stays released
     totalLength = sound->frameCount;
-    SetSound(sound, 0);
 }
 
 void Voice_t::QueueAlone(Sound_t* sound) {
