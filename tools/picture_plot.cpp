@@ -142,13 +142,13 @@ std::string DrawDifference(const std::string& path, bool isDark, const differenc
     for (const std::vector<double>* samples : {&difference.expected, &difference.got}) {
         for (const double sample : *samples) largest = std::max(largest, std::abs(sample) * 1.05);
     }
-    const double top = HeadHeight(difference.facts) + 40, lane = 150, wholeHeight = 110;
-    const double wholeTop = top + 2 * lane + 76;
+    const double top = HeadHeight(difference.facts) + 40, lane = 150, laneGap = 14, wholeHeight = 110;
+    const double wholeTop = top + 2 * lane + laneGap + 70;
     Canvas_t canvas(FormatOf(path), sheetWidth, wholeTop + wholeHeight + 40, isDark ? darkTheme : lightTheme,
                     true);
     DrawHead(canvas, difference.title, difference.facts);
     for (size_t channel = 0; channel < 2; ++channel) {
-        const double y = top + static_cast<double>(channel) * (lane + 6);
+        const double y = top + static_cast<double>(channel) * (lane + laneGap);
         DrawChannel(canvas, {leftMargin, y, insideWidth, lane}, difference, channel, largest);
     }
     DrawWhole(canvas, {leftMargin, wholeTop, insideWidth, wholeHeight}, difference);
