@@ -109,6 +109,56 @@ TEST_F(Report, EveryPlayIsHeardWhereItIsSaidToBe) {
     }
 }
 
+// Sounds so short that a tick passes several of their seams, or whole voices.
+TEST_F(Report, WhatPassesWithinATickIsTold) {
+    WriteLevel("k1.wav", 44100, 200, 0.25);
+    WriteLevel("k2.wav", 22050, 150, 0.25);
+    WriteLevel("k3.wav", 11025, 25, 0.25);
+    WriteLevel("k4.wav", 44100, 76, 0.25);
+    WriteLevel("one.wav", 44100, 1, 0.25);
+    const std::string sounds = Sound("k1.wav", "pcm") + Sound("k2.wav", "pcm") + Sound("k3.wav", "pcm") +
+                               Sound("k4.wav", "pcm") + Sound("one.wav", "pcm");
+    const std::string queue = "voice = \"q\"\nsound = \"k1\"\nqueue = [\"k2\", \"k3\", \"k4\"]\n";
+    const std::string oneShot = Event(0.2, "sound = \"k1\"\ndo = \"one-shot\"");
+    const struct {
+        const char* what;
+        std::string events;
+        uint32_t mostAtOnce;
+    } rows[] = {
+        {"a queue", Event(0.2, queue + "do = \"play\""), 1},
+        {"a queue in a loop that ends",
+         Event(0.2, queue + "loop = true\ndo = \"play\"") + Event(0.35, "voice = \"q\"\nloop = false"), 1},
+        {"moved to its end by the host",
+         Event(0.2, queue + "loop = true\ndo = \"play\"") +
+             Event(0.3, "voice = \"q\"\nloop = false\nposition = 400"),
+         1},
+        {"a loop of one frame",
+         Event(0.2, "voice = \"q\"\nsound = \"one\"\nloop = true\ndo = \"play\"") +
+             Event(0.46, "voice = \"q\"\ndo = \"stop\""),
+         1},
+        {"three that begin and end together", oneShot + oneShot + oneShot, 3},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        Write("s.toml", "duration = 0.6\n" + sounds + row.events);
+        const json_t figures = Figures();
+        const std::vector<stretch_t> heard = HeardStretches("seen.wav");
+        ASSERT_EQ(heard.size(), 1u);
+        for (const json_t& play : figures["voices"]["plays"]) {
+            EXPECT_EQ(play["heard_frame"], heard[0].first);
+            EXPECT_EQ(play["ended_frame"], heard[0].second);
+        }
+        EXPECT_EQ(figures["voices"]["most_at_once"], row.mostAtOnce);
+        const json_t& columns = figures["host_frames"];
+        for (size_t i = 0; i < columns["frame"].size(); ++i) {
+            const int64_t from = columns["frame"][i],
+                          to = i + 1 < 36 ? columns["frame"][i + 1] : json_t(26'460);
+            const bool isHeard = from < heard[0].second && heard[0].first < to;
+            EXPECT_EQ(columns["voices"][i], isHeard ? row.mostAtOnce : 0) << i;
+        }
+    }
+}
+
 TEST_F(Report, LevelsAreThoseOfTheOutput) {
     WriteLevel("a.wav", 44100, 9000, 0.75);
     Write("s.toml", "duration = 0.5\n" + Sound("a.wav", "pcm") +
@@ -196,7 +246,12 @@ TEST_F(Report, WhereResultsGo) {
     const run_t toPipe = Run({"render", "s.toml", "--json", "-"});
     EXPECT_EQ(json_t::parse(toPipe.out)["voices"]["heard"], 1);
     EXPECT_EQ(Run({"render", "s.toml", "-o", "a.out", "--json", "a.out"}).status, 2);
+    EXPECT_EQ(Run({"render", "s.toml", "-o", "a.out", "--report", "./a.out"}).status, 2);
+    EXPECT_EQ(Run({"render", "s.toml", "-o", std::filesystem::absolute("a.out").string(), "--json", "a.out"})
+                  .status,
+              2);
     EXPECT_EQ(Run({"render", "s.toml", "-o", "-", "--json", "-"}).status, 2);
+    EXPECT_EQ(Run({"render", "s.toml", "-o", "a.out", "--json", "b.out", "-q"}).status, 0);
     EXPECT_EQ(Run({"render", "s.toml", "-o", "o.wav", "--quiet"}).out, "");
     const std::set<std::string> before = FilesHere();
     for (const char* option : {"--json", "--report"}) {
@@ -267,9 +322,9 @@ TEST_F(Report, PageStandsAlone) {
             EXPECT_EQ(page.compare(at + std::strlen(source), 26, "data:image/svg+xml;base64,"), 0)
                 << page.substr(at, 60);
     }
-    for (const char* text :
-         {"Waveform", "Spectrum over time", "Voices", "Ring", "Late data", "Cost per tick", "Every play",
-          "&lt;b&gt;&amp;&quot;x&quot;", "prefers-color-scheme: dark", "v59"})
+    for (const char* text : {"Waveform", "Spectrum over time", "Voices", "Ring", "Late data", "Cost per tick",
+                             "Every play", "&lt;b&gt;&amp;&quot;x&quot;", "prefers-color-scheme: dark", "v59",
+                             "There is no room for 21 more plays"})
         EXPECT_NE(page.find(text), std::string::npos) << text;
     EXPECT_NE(page.find(Run({"verify", "s.toml", "--hash"}).out.substr(0, 64)), std::string::npos);
 }
@@ -306,10 +361,12 @@ TEST_F(Report, PlotsOfEveryKind) {
     Run({"import", "b.wav", "b.iss"});
     Run({"archive", "create", "two.archive", "b.sn", "a.isn"});
     WriteAudio("six.flac", SF_FORMAT_FLAC | SF_FORMAT_PCM_24, 6, 48000, std::vector<double>(6 * 500, 0.1));
+    WriteAudio("one.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 1, 44100, {0.999985});
     WriteAudio("none.wav", SF_FORMAT_WAV | SF_FORMAT_FLOAT, 2, 96000, {});
     const std::vector<std::vector<std::string>> sounds = {
-        {"b.sn"},  {"a.isn"},    {"a.ssn"},    {"b.iss"},
-        {"c.wav"}, {"six.flac"}, {"none.wav"}, {"two.archive", "--name", "a"}};
+        {"b.sn"},     {"a.isn"},   {"a.ssn"},
+        {"b.iss"},    {"c.wav"},   {"six.flac"},
+        {"none.wav"}, {"one.wav"}, {"two.archive", "--name", "a"}};
     std::set<std::string> pictures;
     for (std::vector<std::string> sound : sounds) {
         SCOPED_TRACE(sound[0]);
@@ -325,6 +382,10 @@ TEST_F(Report, PlotsOfEveryKind) {
         pictures.insert(Bytes("p.svg"));
     }
     EXPECT_EQ(pictures.size(), sounds.size());
+    const std::string one = Run({"plot", "one.wav", "-o", "p.svg"}).out;
+    for (const char* fact :
+         {" 1 frame, ", "peak 0.0 dBFS", " 1 sample at full scale", "a loop has no step at its seam"})
+        EXPECT_NE(one.find(fact), std::string::npos) << fact << " is not in " << one;
 
     Write("p.png", "older");
     Write("cut.sn", Bytes("b.sn").substr(0, 3000));

@@ -62,6 +62,32 @@ TEST_F(Terminal, ProgressAndColours) {
     }
 }
 
+TEST_F(Terminal, ProgressIsGoneBeforeTheReport) {
+    const std::string scene = "\x1b]0;title\a" + std::string(100, 'x') + ".toml";
+    Write(scene, "duration = 1.0\n");
+    WriteRecordings(10, 10, 9'000);
+    ASSERT_EQ(Run({"render", scene, "-o", "good.wav"}).status, 0);
+    const struct {
+        std::vector<std::string> arguments;
+        const char* report;
+    } rows[] = {
+        {{"verify", scene, "good.wav"}, "equal to"},
+        {{"render", scene, "-o", "x.wav"}, "x.wav: 44100 frames"},
+#if RINGMIX_PICTURES
+        {{"plot", "c.wav", "-o", "c.svg"}, "c.svg: "},
+#endif
+    };
+    for (const auto& row : rows) {
+        const std::string text = OnTerminal(row.arguments, "xterm", "1");
+        const size_t full = text.find("100%"), erased = text.find("\r\x1b[K"), report = text.find(row.report);
+        ASSERT_NE(full, std::string::npos) << text;
+        ASSERT_NE(report, std::string::npos) << text;
+        EXPECT_LT(full - text.rfind('\r', full), 76u) << "does not fit into a line: " << text;
+        EXPECT_TRUE(full < erased && erased < report) << text;
+        EXPECT_EQ(text.find("\x1b]"), std::string::npos) << text;
+    }
+}
+
 // Whoever errs learns where to look, and of which command.
 TEST_F(Terminal, WrongUsageNamesTheHelpThatHelps) {
     const struct {

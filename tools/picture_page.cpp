@@ -90,10 +90,6 @@ std::string DbText(double decibels, const char* unit) {
     return std::isfinite(decibels) ? FixedText(decibels, 1) + " " + unit : "silence";
 }
 
-std::string Count(uint64_t count, const char* one, const char* many) {
-    return std::to_string(count) + " " + (count == 1 ? one : many);
-}
-
 std::string MsText(uint64_t frames) {
     return FixedText(static_cast<double>(frames) * 1000.0 / outputRateHz, 1) + " ms";
 }
@@ -108,7 +104,7 @@ std::string ClippingMore(const render_figures_t& figures) {
 
 std::string Tiles(const render_figures_t& figures) {
     std::string html = "<dl>\n";
-    html += Tile("Length", SecondsText(figures.frames) + " s", Count(figures.frames, "frame", "frames"));
+    html += Tile("Length", SecondsText(figures.frames) + " s", CountText(figures.frames, "frame", "frames"));
     html += Tile("Peak", DbText(Decibels(figures.levels.Peak()), "dBFS"),
                  "RMS " + DbText(Decibels(figures.levels.Rms()), "dBFS"));
     if (figures.loudness) {
@@ -118,17 +114,17 @@ std::string Tiles(const render_figures_t& figures) {
     } else {
         html += Tile("Loudness", "not measured", "built without libebur128");
     }
-    html += Tile("Clipping", Count(figures.levels.FullScaleSamples(), "sample", "samples"),
+    html += Tile("Clipping", CountText(figures.levels.FullScaleSamples(), "sample", "samples"),
                  ClippingMore(figures));
     html +=
         Tile("Voices",
              std::to_string(figures.HeardPlays()) + " of " + std::to_string(figures.plays.size()) + " heard",
              "up to " + std::to_string(figures.mostVoices) + " at once");
     html += Tile("Late host", MsText(figures.UnderrunFrames()),
-                 "of silence, in " + Count(figures.underruns, "pass", "passes"));
-    html += Tile(
-        "Late stream data", MsText(figures.LateFrames()),
-        figures.streams.empty() ? "no streams" : "in " + Count(figures.streams.size(), "stream", "streams"));
+                 "of silence, in " + CountText(figures.underruns, "pass", "passes"));
+    html += Tile("Late stream data", MsText(figures.LateFrames()),
+                 figures.streams.empty() ? "no streams"
+                                         : "in " + CountText(figures.streams.size(), "stream", "streams"));
     html +=
         Tile("Cost of a tick", FixedText(figures.MedianTickSeconds() * 1e3, 3) + " ms",
              "median; longest " + FixedText(figures.LongestTickSeconds() * 1e3, 3) + " ms; measured here");
@@ -140,7 +136,8 @@ std::string Source(const std::string& file) { return "data:image/svg+xml;base64,
 // One chart of the page: what it is called, what to know when reading it, how high its inside is, how it is
 // drawn.
 struct figure_t {
-    const char *title, *text;
+    const char* title;
+    std::string text;
     double height;
     std::function<void(Canvas_t&, const box_t&)> draw;
 };
@@ -247,11 +244,16 @@ std::vector<figure_t> FiguresOf(const render_figures_t& figures, const SignalVie
                            DrawLoudness(canvas, box, *figures.loudness, output.Seconds());
                        }});
     }
-    all.push_back({"Voices",
-                   "One row for each voice. A bar begins where the voice is first heard and ends behind its "
-                   "last frame.",
-                   VoicesHeight(figures),
-                   [&](Canvas_t& canvas, const box_t& box) { DrawVoices(canvas, box, figures); }});
+    const size_t playsLeftOut = PlaysWithoutRow(figures);
+    all.push_back(
+        {"Voices",
+         "One row for each voice. A bar begins where the voice is first heard and ends behind its "
+         "last frame." +
+             (playsLeftOut > 0 ? " There is no room for " +
+                                     CountText(playsLeftOut, "more play", "more plays") + ": see the table."
+                               : std::string()),
+         VoicesHeight(figures),
+         [&](Canvas_t& canvas, const box_t& box) { DrawVoices(canvas, box, figures); }});
     all.push_back(
         {"Ring",
          "How far ahead of what is heard the engine has come: the room that a late host has. It is highest "

@@ -33,7 +33,8 @@ void DrawHead(Canvas_t& canvas, const std::string& title, const std::vector<std:
 }
 
 // The end of the sound and its start side by side, where a loop joins them.
-void DrawSeam(Canvas_t& canvas, const box_t& box, const plot_t& plot, uint32_t rateHz) {
+void DrawSeam(Canvas_t& canvas, const box_t& box, const plot_t& plot, const SignalView_t& sound) {
+    const uint32_t channels = sound.Envelope().Channels();
     const theme_t& theme = canvas.Theme();
     double largest = 1e-4;
     size_t frames = 1;
@@ -41,7 +42,7 @@ void DrawSeam(Canvas_t& canvas, const box_t& box, const plot_t& plot, uint32_t r
         frames = std::max(frames, channel.size());
         for (const double sample : channel) largest = std::max(largest, std::abs(sample));
     }
-    const double msPerFrame = 1000.0 / rateHz;
+    const double msPerFrame = 1000.0 / sound.RateHz();
     const auto start = static_cast<double>(plot.seamStart);
     Chart_t chart(canvas, box,
                   {-start * msPerFrame, (static_cast<double>(frames) - start) * msPerFrame,
@@ -55,10 +56,8 @@ void DrawSeam(Canvas_t& canvas, const box_t& box, const plot_t& plot, uint32_t r
         for (size_t i = 0; i < plot.seam[channel].size(); ++i)
             points.push_back({(static_cast<double>(i) - start) * msPerFrame, plot.seam[channel][i]});
         chart.Curve(points, colors[channel % 2]);
-        legend.push_back({plot.seam.size() == 1 ? "mono"
-                          : channel == 0        ? "left"
-                                                : "right",
-                          colors[channel % 2], mark_t::line});
+        legend.push_back(
+            {ChannelName(static_cast<uint32_t>(channel), channels), colors[channel % 2], mark_t::line});
     }
     canvas.Line(chart.X(0.0), box.y, chart.X(0.0), box.Bottom(), theme.red);
     legend.push_back({"the sound's end, then its start", theme.red, mark_t::tick});
@@ -106,6 +105,8 @@ void DrawWhole(Canvas_t& canvas, const box_t& box, const difference_t& differenc
     const double seconds = static_cast<double>(std::max<uint64_t>(difference.frames, 1)) / outputRateHz;
     Chart_t chart(canvas, box, {0.0, seconds, "seconds", false, true}, {-100.0, 0.0, "dBFS", false, true});
     chart.DrawBack();
+    const double at = chart.X(static_cast<double>(difference.firstFrame) / outputRateHz);
+    canvas.Line(at, box.y, at, box.Bottom(), theme.ink);  // behind the bars: there may be but one, right here
     const auto columns = static_cast<double>(difference.differenceByColumn.size());
     for (size_t i = 0; i < difference.differenceByColumn.size(); ++i) {
         if (difference.differenceByColumn[i] <= 0.0) continue;
@@ -114,8 +115,6 @@ void DrawWhole(Canvas_t& canvas, const box_t& box, const difference_t& differenc
                      std::max(box.width / columns, 1.0), box.Bottom() - y},
                     theme.red);
     }
-    const double at = chart.X(static_cast<double>(difference.firstFrame) / outputRateHz);
-    canvas.Line(at, box.y, at, box.Bottom(), theme.ink);
     chart.DrawFrame();
     chart.DrawLegend({{"largest difference, over the whole scene", theme.red, mark_t::area},
                       {"first frame that differs", theme.ink, mark_t::tick}});
@@ -134,22 +133,22 @@ std::string DrawPlot(const std::string& path, bool isDark, const plot_t& plot, c
     DrawHead(canvas, plot.title, plot.facts);
     DrawWaveform(canvas, {leftMargin, waveTop, insideWidth, waveHeight}, sound, true);
     DrawSpectrogram(canvas, {leftMargin, spectrumTop, insideWidth, spectrumHeight}, sound);
-    if (hasSeam) DrawSeam(canvas, {leftMargin, seamTop, insideWidth, seamHeight}, plot, sound.RateHz());
+    if (hasSeam) DrawSeam(canvas, {leftMargin, seamTop, insideWidth, seamHeight}, plot, sound);
     return canvas.Finish();
 }
 
 std::string DrawDifference(const std::string& path, bool isDark, const difference_t& difference) {
-    double largest = 1e-4;
+    double largest = 0.01;  // below, the labels would not fit
     for (const std::vector<double>* samples : {&difference.expected, &difference.got}) {
         for (const double sample : *samples) largest = std::max(largest, std::abs(sample) * 1.05);
     }
-    const double top = HeadHeight(difference.facts) + 40, lane = 150, wholeHeight = 110;
-    const double wholeTop = top + 2 * lane + 76;
+    const double top = HeadHeight(difference.facts) + 40, lane = 150, laneGap = 14, wholeHeight = 110;
+    const double wholeTop = top + 2 * lane + laneGap + 70;
     Canvas_t canvas(FormatOf(path), sheetWidth, wholeTop + wholeHeight + 40, isDark ? darkTheme : lightTheme,
                     true);
     DrawHead(canvas, difference.title, difference.facts);
     for (size_t channel = 0; channel < 2; ++channel) {
-        const double y = top + static_cast<double>(channel) * (lane + 6);
+        const double y = top + static_cast<double>(channel) * (lane + laneGap);
         DrawChannel(canvas, {leftMargin, y, insideWidth, lane}, difference, channel, largest);
     }
     DrawWhole(canvas, {leftMargin, wholeTop, insideWidth, wholeHeight}, difference);

@@ -20,7 +20,7 @@ double Seconds(uint32_t frames) { return static_cast<double>(frames) / outputRat
 double SceneSeconds(const render_figures_t& figures) { return Seconds(figures.frames); }
 
 axis_t TimeAxis(const render_figures_t& figures) {
-    return {0.0, std::max(SceneSeconds(figures), 1e-3), "seconds", false, true};
+    return {0.0, SceneSeconds(figures), "seconds", false, true};
 }
 
 // A row for each voice, and as many as it takes for the one-shots of a sound, in order of appearance.
@@ -162,6 +162,11 @@ constexpr size_t mostPoints = 2400;
 
 double VoicesHeight(const render_figures_t& figures) {
     return rowHeight * static_cast<double>(std::max<size_t>(RowsOf(figures).names.size(), 1)) + 6;
+}
+
+size_t PlaysWithoutRow(const render_figures_t& figures) {
+    const std::vector<size_t> rowOfPlay = RowsOf(figures).rowOfPlay;
+    return static_cast<size_t>(std::count(rowOfPlay.begin(), rowOfPlay.end(), mostVoiceRows));
 }
 
 void DrawVoices(Canvas_t& canvas, const box_t& box, const render_figures_t& figures) {

@@ -9,6 +9,9 @@ namespace tools {
 // Of the timeline of voices, with a row for each.
 double VoicesHeight(const render_figures_t& figures);
 
+// Of the voices that the timeline has no room for.
+size_t PlaysWithoutRow(const render_figures_t& figures);
+
 void DrawVoices(Canvas_t& canvas, const box_t& box, const render_figures_t& figures);
 void DrawRing(Canvas_t& canvas, const box_t& box, const render_figures_t& figures);
 void DrawLate(Canvas_t& canvas, const box_t& box, const render_figures_t& figures);

@@ -79,11 +79,20 @@ void DrawLane(const Chart_t& chart, const Envelope_t& envelope, uint32_t channel
     cairo_t* cairo = canvas.Cairo();
     const uint32_t columns = envelope.Columns();
     const double width = chart.Box().width / columns;
+    // Wide columns have edges; thin ones need but one point.
+    const bool areWide = width > 2.0;
+    const auto point = [&](uint32_t i, double y, double edge) {
+        cairo_line_to(cairo, chart.Box().x + (i + (areWide ? edge : 0.5)) * width, y);
+    };
     const auto shape = [&](auto highest, auto lowest) {
-        for (uint32_t i = 0; i < columns; ++i)
-            cairo_line_to(cairo, chart.Box().x + (i + 0.5) * width, highest(i));
-        for (uint32_t i = columns; i-- > 0;)
-            cairo_line_to(cairo, chart.Box().x + (i + 0.5) * width, lowest(i));
+        for (uint32_t i = 0; i < columns; ++i) {
+            point(i, highest(i), 0.0);
+            if (areWide) point(i, highest(i), 1.0);
+        }
+        for (uint32_t i = columns; i-- > 0;) {
+            point(i, lowest(i), 1.0);
+            if (areWide) point(i, lowest(i), 0.0);
+        }
         cairo_close_path(cairo);
     };
     canvas.Clip(chart.Box());
@@ -121,13 +130,13 @@ double RangeOf(const Envelope_t& envelope, uint32_t lanes) {
     return 1.0;
 }
 
+}  // namespace
+
 std::string ChannelName(uint32_t channel, uint32_t channels) {
     if (channels == 1) return "mono";
     if (channels == 2) return channel == 0 ? "left" : "right";
     return "channel " + std::to_string(channel + 1);
 }
-
-}  // namespace
 
 void DrawWaveform(Canvas_t& canvas, const box_t& box, const SignalView_t& signal, bool hasTimes) {
     const Envelope_t& envelope = signal.Envelope();

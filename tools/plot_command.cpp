@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <functional>
 #include <memory>
 
@@ -109,8 +110,8 @@ std::string LevelFacts(const signal_levels_t& levels, const std::optional<loudne
         const double mean = levels.frames > 0 ? channel.sum / static_cast<double>(levels.frames) : 0.0;
         if (std::abs(mean) > std::abs(offset)) offset = mean;
     }
-    return text + ", DC offset " + FixedText(offset, 4) + ", " + std::to_string(levels.FullScaleSamples()) +
-           " samples at full scale";
+    return text + ", DC offset " + FixedText(offset, 4) + ", " +
+           CountText(levels.FullScaleSamples(), "sample", "samples") + " at full scale";
 }
 
 outcome_t Measure(const arguments_t& arguments, plot_t& plot, uint64_t& frames) {
@@ -128,14 +129,26 @@ outcome_t Measure(const arguments_t& arguments, plot_t& plot, uint64_t& frames) 
     frames = levels.Levels().frames;
     plot.title = source.Title();
     plot.facts = source.Facts();
-    plot.facts.front() += ", " + std::to_string(frames) + " frames, " +
+    plot.facts.front() += ", " + CountText(frames, "frame", "frames") + ", " +
                           FixedText(static_cast<double>(frames) / source.RateHz(), 3) + " s";
     plot.facts.push_back(LevelFacts(levels.Levels(), loudness.Finish()));
     if (!ends.AreThere()) return Success();
-    plot.facts.push_back("a loop steps by " + DbText(Decibels(ends.Step()), "dBFS") +
-                         " from the last frame to the first");
+    plot.facts.push_back(ends.Step() > 0.0 ? "a loop steps by " + DbText(Decibels(ends.Step()), "dBFS") +
+                                                 " from the last frame to the first"
+                                           : "a loop has no step at its seam");
     ends.Into(plot);
     return Success();
+}
+
+outcome_t View(const arguments_t& arguments, SignalSource_t& source, uint64_t frames, SignalView_t& view) {
+    Progress_t progress(std::filesystem::path(arguments.file).filename().string(), frames);
+    uint64_t framesDrawn = 0;
+    const outcome_t read = ForEachBlock(arguments, source, [&](const std::vector<double>& block) {
+        view.Add(block.data(), block.size() / source.Channels());
+        progress.Show(framesDrawn += block.size() / source.Channels());
+    });
+    if (read) view.Finish();
+    return read;
 }
 
 outcome_t Plot(const arguments_t& arguments) {
@@ -148,14 +161,7 @@ outcome_t Plot(const arguments_t& arguments) {
     SignalSource_t source;
     if (outcome_t opened = source.Open(arguments.file, arguments.Name()); !opened) return opened;
     SignalView_t view(source.Channels(), source.RateHz(), frames, source.HighestValue());
-    Progress_t progress(arguments.file, frames);
-    uint64_t framesDrawn = 0;
-    const outcome_t read = ForEachBlock(arguments, source, [&](const std::vector<double>& block) {
-        view.Add(block.data(), block.size() / source.Channels());
-        progress.Show(framesDrawn += block.size() / source.Channels());
-    });
-    if (!read) return read;
-    view.Finish();
+    if (outcome_t viewed = View(arguments, source, frames, view); !viewed) return viewed;
     const std::string picture = DrawPlot(arguments.output, arguments.isDark, plot, view);
     if (picture.empty()) return Failure(arguments.output, "There is not enough memory for the picture");
     file.Write(picture);

@@ -5,11 +5,27 @@
 #include <cstdio>
 
 #include "terminal.h"
+#include "text_table.h"
 
 namespace tools {
 
-Progress_t::Progress_t(std::string barLabel, uint64_t totalCount)
-    : label(std::move(barLabel)), total(totalCount), isShown(ShowsProgress()) {}
+namespace {
+
+constexpr size_t mostLabelCharacters = 30;  // a line that wraps cannot be redrawn
+
+std::string Shortened(std::string text) {
+    size_t characters = 0;
+    for (size_t at = 0; at < text.size(); ++at) {
+        const bool goesOn = (static_cast<uint8_t>(text[at]) & 0xC0) == 0x80;  // a character of UTF-8
+        if (!goesOn && ++characters > mostLabelCharacters) return text.substr(0, at) + "...";
+    }
+    return text;
+}
+
+}  // namespace
+
+Progress_t::Progress_t(const std::string& barLabel, uint64_t totalCount)
+    : label(Shortened(Printable(barLabel))), total(totalCount), isShown(ShowsProgress()) {}
 
 Progress_t::~Progress_t() {
     if (shownPercent >= 0) std::fputs("\r\x1b[K", stderr);  // to the line's start, erase to its end

@@ -9,7 +9,8 @@ namespace tools {
 class Progress_t {
   public:
     // total: what counts as done; 0 means unknown and shows nothing.
-    Progress_t(std::string label, uint64_t total);
+    // The label is shortened, if need be, and printable.
+    Progress_t(const std::string& label, uint64_t total);
     Progress_t(const Progress_t&) = delete;
     Progress_t& operator=(const Progress_t&) = delete;
     ~Progress_t();  // clears the line

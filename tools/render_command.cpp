@@ -5,8 +5,10 @@
 // memory.
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <optional>
+#include <system_error>
 
 #include "tools/commands.h"
 #include "tools/engine_rates.h"
@@ -131,11 +133,21 @@ outcome_t Render(const arguments_t& arguments) {
         const std::string& main = targets.wave.IsWanted()   ? arguments.output
                                   : targets.page.IsWanted() ? arguments.report
                                                             : arguments.json;
-        PrintReport(main + ": " + std::to_string(scene.outputFrames) + " frames, " +
+        PrintReport(main + ": " + CountText(scene.outputFrames, "frame", "frames") + ", " +
                     FixedText(scene.outputFrames / 44100.0, 3) + " s");
     }
     if (arguments.withStatistics) PrintStatistics(streams, targets.ToStandardOutput() ? stderr : stdout);
     return Success();
+}
+
+// However the two are written.
+bool AreTheSame(const std::string& one, const std::string& other) {
+    if (one.empty() || other.empty() || one == "-" || other == "-") return !one.empty() && one == other;
+    std::error_code error;  // leaves an empty path
+    const auto place = [&error](const std::string& name) {
+        return std::filesystem::weakly_canonical(std::filesystem::absolute(name, error), error);
+    };
+    return one == other || (!place(one).empty() && place(one) == place(other));
 }
 
 // A result that is written twice, or none at all, is a slip of the pen.
@@ -145,7 +157,7 @@ void CheckOutputs(const arguments_t& arguments) {
     const std::string* const names[] = {&arguments.output, &arguments.report, &arguments.json};
     for (const std::string* one : names) {
         for (const std::string* other : names) {
-            if (one != other && !one->empty() && *one == *other)
+            if (one != other && AreTheSame(*one, *other))
                 throw CLI::ValidationError(*one, "is to hold two different things");
         }
     }
@@ -158,7 +170,8 @@ command_t AddRenderCommand(CLI::App& app) {
     CLI::App* command = app.add_subcommand("render", "Play a scene without a sound card, into a wave file");
     command->add_option("SCENE", arguments->scene, "Scene file (TOML)")->required();
     command->add_option("-o,--output", arguments->output, "Wave file to write; - for standard output");
-    command->add_option("--report", arguments->report, "Page of HTML to write, with pictures and figures");
+    command->add_option("--report", arguments->report,
+                        "Page of HTML to write, with pictures and figures; - for standard output");
     command->add_option("--json", arguments->json, "The same figures as JSON; - for standard output");
     command->add_flag("--stats", arguments->withStatistics,
                       "Say what each stream cost; on standard error if the output goes to standard output");

@@ -2,6 +2,7 @@
 #include "tools/render_figures.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tools {
 
@@ -17,6 +18,30 @@ std::vector<double> TickSeconds(const render_figures_t& figures) {
 }
 
 }  // namespace
+
+void render_figures_t::CountVoices() {
+    std::vector<std::pair<uint32_t, int32_t>> changes;  // where one ends before where one begins
+    for (const play_t& play : plays) {
+        if (!play.heardFrame) continue;
+        changes.emplace_back(*play.heardFrame, 1);
+        changes.emplace_back(play.endFrame, -1);
+    }
+    std::sort(changes.begin(), changes.end());
+    auto change = changes.begin();
+    int32_t count = 0;
+    const auto countUpTo = [&](uint32_t frame) {  // the most on the way
+        int32_t most = count;
+        for (; change != changes.end() && change->first <= frame; ++change)
+            most = std::max(most, count += change->second);
+        return most;
+    };
+    for (size_t i = 0; i < hostFrames.size(); ++i) {
+        countUpTo(hostFrames[i].frame);
+        const uint32_t last = (i + 1 < hostFrames.size() ? hostFrames[i + 1].frame : frames) - 1;
+        hostFrames[i].voices = static_cast<uint32_t>(countUpTo(last));
+        mostVoices = std::max(mostVoices, hostFrames[i].voices);
+    }
+}
 
 uint64_t render_figures_t::UnderrunFrames() const {
     uint64_t sum = 0;

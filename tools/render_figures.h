@@ -52,7 +52,7 @@ struct host_frame_t {
     uint32_t rewindFrames = 0;    // how far behind what was sent the tick's starts lie
     uint32_t underrunFrames = 0;  // silence sent because the host was late
     uint32_t lateFrames = 0;      // mixed before the page of their stream had arrived
-    uint32_t voices = 0;          // playing behind the tick
+    uint32_t voices = 0;          // heard at the same time, at most
     double tickSeconds =
         0.0;  // wall-clock time of MixVoices, the longest one: measured, never the same twice
 };
@@ -72,6 +72,7 @@ struct render_figures_t {
     uint32_t mostVoices = 0;
     std::vector<stream_statistics_t> streams;
 
+    void CountVoices();  // into mostVoices and the host frames, from the plays
     uint64_t UnderrunFrames() const;
     uint64_t LateFrames() const;
     uint32_t HeardPlays() const;

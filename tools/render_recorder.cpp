@@ -1,4 +1,5 @@
-// render_recorder.cpp - the figures of a host frame are taken behind its tick and once more when it is over.
+// render_recorder.cpp - the figures of a host frame are taken behind its tick and once more when it is over;
+// how many voices were heard in it is known when all of them have ended.
 #include "tools/render_recorder.h"
 
 #include <algorithm>
@@ -33,7 +34,6 @@ host_frame_t Merged(const host_frame_t& one, const host_frame_t& next) {
     both.rewindFrames = std::max(one.rewindFrames, next.rewindFrames);
     both.underrunFrames += next.underrunFrames;
     both.lateFrames += next.lateFrames;
-    both.voices = std::max(one.voices, next.voices);
     both.tickSeconds = std::max(one.tickSeconds, next.tickSeconds);
     return both;
 }
@@ -73,7 +73,6 @@ void RenderRecorder_t::OnFrame(uint32_t position, bool isStalled, bool isDeviceG
     current.stalled = isStalled ? 1 : 0;
     current.deviceGone = isDeviceGone ? 1 : 0;
     voices.SetPosition(position);
-    current.voices = voices.PlayingVoices();
     LookAtRing();
 }
 
@@ -90,6 +89,7 @@ void RenderRecorder_t::OnPlay(const scene_event_t& event, Voice_t& voice) { voic
 
 void RenderRecorder_t::BeforeTick() {
     voices.SetEvent(nullptr);
+    voices.BeginTick();
     tickStart = std::chrono::steady_clock::now();
 }
 
@@ -98,7 +98,6 @@ void RenderRecorder_t::AfterTick(uint64_t lateFrames) {
     current.lateFrames = static_cast<uint32_t>(lateFrames - std::exchange(lateFramesBefore, lateFrames));
     current.rewindFrames = voices.TakeLongestRewind();
     voices.EndTick();
-    current.voices = voices.PlayingVoices();
     LookAtRing();
 }
 
@@ -116,7 +115,6 @@ void RenderRecorder_t::OnPlayed(uint32_t position) {
 }
 
 void RenderRecorder_t::Keep() {
-    figures.mostVoices = std::max(figures.mostVoices, current.voices);
     std::vector<host_frame_t>& kept = figures.hostFrames;
     if (!kept.empty() && kept.back().hostFrames < hostFramesEach) {
         kept.back() = Merged(kept.back(), current);
@@ -138,6 +136,7 @@ void RenderRecorder_t::OnDone() {
 
 render_figures_t RenderRecorder_t::Finish(std::vector<stream_statistics_t> streams) {
     figures.plays = voices.TakePlays();
+    figures.CountVoices();
     figures.hash = hash.Finish();
     figures.levels = levels.Levels();
     figures.loudness = loudness.Finish();

@@ -46,6 +46,11 @@ struct arguments_t {
     bool printsHash = false, isDark = false;
 };
 
+std::string FrameText(uint64_t frame, const char* channel = "") {
+    return std::to_string(frame) + " (" + FixedText(static_cast<double>(frame) / outputRateHz, 4) + " s" +
+           channel + ")";
+}
+
 // Compares what is played with a file, frame by frame, as it comes.
 class Comparison_t {
   public:
@@ -90,17 +95,17 @@ class Comparison_t {
     std::vector<std::string> Findings() const {
         std::vector<std::string> lines;
         if (framesDiffering > 0) {
-            lines.push_back("first difference in frame " + std::to_string(firstSample / 2) + " (" +
-                            FixedText(static_cast<double>(firstSample / 2) / outputRateHz, 4) + " s, " +
-                            (firstSample % 2 == 0 ? "left" : "right") + "): " + std::to_string(firstHeard) +
-                            " instead of " + std::to_string(firstWanted));
-            lines.push_back(std::to_string(framesDiffering) + " frames differ, by up to " +
+            lines.push_back("first difference in frame " +
+                            FrameText(firstSample / 2, firstSample % 2 == 0 ? ", left" : ", right") + ": " +
+                            std::to_string(firstHeard) + " instead of " + std::to_string(firstWanted));
+            lines.push_back(CountText(framesDiffering, "frame differs", "frames differ") + ", by up to " +
                             std::to_string(largest) + " (" + FixedText(Decibels(largest / 32768.0), 1) +
                             " dBFS)");
         }
-        if (framesBeyond > 0) lines.push_back(std::to_string(framesBeyond) + " frames longer than expected");
+        const std::string from = " than expected: from frame " + FrameText(samples / 2) + " on";
+        if (framesBeyond > 0) lines.push_back(CountText(framesBeyond, "frame", "frames") + " longer" + from);
         if (framesMissing > 0)
-            lines.push_back(std::to_string(framesMissing) + " frames shorter than expected");
+            lines.push_back(CountText(framesMissing, "frame", "frames") + " shorter" + from);
         return lines;
     }
 
@@ -133,7 +138,8 @@ class Comparison_t {
     std::vector<double> block;
     size_t next = 0;
     bool hasEnded = false;  // the file; nothing more is asked of it then
-    uint64_t samples = 0, firstSample = 0, lastFrame = 0;
+    uint64_t samples = 0;   // that both have
+    uint64_t firstSample = 0, lastFrame = 0;
     uint64_t framesDiffering = 0, framesBeyond = 0, framesMissing = 0;
     int firstHeard = 0, firstWanted = 0, largest = 0;
 };
@@ -156,6 +162,21 @@ outcome_t Draw(const arguments_t& arguments, const Comparison_t& comparison, Out
     if (picture.empty()) return Failure(arguments.picture, "There is not enough memory for the picture");
     file.Write(picture);
     return file.Commit();
+}
+
+// The hash of what is played, and how it compares with a file, if there is one.
+outcome_t Play(const scene_t& scene, SceneSounds_t& sounds, SampleHash_t& hash, Comparison_t* comparison) {
+    Progress_t progress(scene.path.filename().string(), uint64_t{scene.outputFrames} * 4);
+    uint64_t bytesPlayed = 0;
+    outcome_t compared = Success();
+    outcome_t played = PlayScene(scene, sounds, [&](const uint8_t* bytes, size_t count) {
+        hash.Add(bytes, count);
+        if (comparison) compared = comparison->Take(bytes, count);
+        progress.Show(bytesPlayed += count);
+        return compared.isGood;
+    });
+    if (compared && comparison) compared = comparison->Finish();
+    return compared ? played : compared;
 }
 
 int Verify(const arguments_t& arguments) {
@@ -181,18 +202,8 @@ int Verify(const arguments_t& arguments) {
     if (outcome_t imported = sounds.Import(); !imported) return StatusOf(imported);
 
     SampleHash_t hash;
-    Progress_t progress(scene.path.filename().string(), uint64_t{scene.outputFrames} * 4);
-    uint64_t bytesPlayed = 0;
-    outcome_t compared = Success();
-    const outcome_t played = PlayScene(scene, sounds, [&](const uint8_t* bytes, size_t count) {
-        hash.Add(bytes, count);
-        if (comparison) compared = comparison->Take(bytes, count);
-        progress.Show(bytesPlayed += count);
-        return compared.isGood;
-    });
-    if (compared && comparison) compared = comparison->Finish();
-    if (!compared) return StatusOf(compared);
-    if (!played) return StatusOf(played);
+    if (outcome_t played = Play(scene, sounds, hash, comparison ? &*comparison : nullptr); !played)
+        return StatusOf(played);
 
     const std::string digits = hash.Finish();
     if (arguments.printsHash) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "sounds/sound.h"
 #include "tools/ring_view.h"
 #include "tools/scene.h"
 #include "tools/scene_sounds.h"
@@ -14,8 +15,14 @@ namespace tools {
 
 namespace {
 
-// Output frames until so many 1/1024 source frames have gone by.
-int64_t OutputFrames(int64_t distance, uint32_t step) { return step > 0 ? (distance + step - 1) / step : 0; }
+constexpr uint32_t wholeQueue = UINT32_MAX;
+
+const Sound_t& SoundAt(const ListNode_t* node) { return *static_cast<const Sound_t*>(node->data); }
+
+// As many output frames as fit into so many 1/1024 source frames: what is left at a seam is passed over.
+int64_t OutputFrames(int64_t distance, uint32_t step) {
+    return step > 0 ? std::max<int64_t>(distance, 0) / step : 0;
+}
 
 }  // namespace
 
@@ -39,7 +46,7 @@ void VoiceLog_t::Add(const scene_event_t& askedBy, Voice_t& voice) {
 std::string VoiceLog_t::SoundsOf(const Voice_t& voice) const {
     std::string names;
     for (const ListNode_t* node = voice.soundQueue.head; node; node = node->next) {
-        const auto found = soundNames.find(static_cast<const Sound_t*>(node->data));
+        const auto found = soundNames.find(&SoundAt(node));
         if (found != soundNames.end()) names += (names.empty() ? "" : " + ") + found->second;
     }
     return names;
@@ -50,22 +57,35 @@ int64_t VoiceLog_t::OutputFrameAt(uint32_t ringAt) const { return position + Fra
 void VoiceLog_t::TakeStand(const Voice_t& voice, int64_t outputFrame, stand_t& stand) {
     stand.outputFrame = outputFrame;
     stand.queueBase = voice.queueBase;
-    stand.frameCount = voice.frameCount;
     stand.position = voice.position;
     stand.fraction = voice.fraction;
     stand.step = voice.step;
 }
 
-// Within one sound, or on into the next one of the queue.
+// On through the queue to the sound that begins there: a tick may pass any number of seams.
+void VoiceLog_t::MoveTo(uint32_t queueBase, const Voice_t& voice, stand_t& stand) {
+    uint32_t base = 0;  // of the sound at hand
+    for (const ListNode_t* node = voice.soundQueue.head; node && base < queueBase; node = node->next) {
+        const Sound_t& sound = SoundAt(node);
+        const bool isBehind = base < stand.queueBase;
+        base += sound.frameCount;
+        if (isBehind) continue;
+        const int64_t left = int64_t{sound.frameCount} - stand.position;
+        stand.outputFrame += OutputFrames(left * 1024 - stand.fraction, stand.step);
+        stand.queueBase = base;
+        stand.position = stand.fraction = 0;
+        if (!node->next) return;
+        const Sound_t& next = SoundAt(node->next);
+        stand.step =
+            (next.lockFlags & lockFrequency ? 1024 : stand.step * sound.rateDivisor) / next.rateDivisor;
+    }
+}
+
+// Within one sound.
 int64_t VoiceLog_t::FramesSince(const stand_t& stand, const Voice_t& voice) {
     const int64_t before = int64_t{stand.position} * 1024 + stand.fraction;
     const int64_t now = int64_t{voice.position} * 1024 + voice.fraction;
-    if (voice.queueBase == stand.queueBase) {
-        // A slide changes the step on the way.
-        return OutputFrames(std::max<int64_t>(now - before, 0), (voice.step + stand.step + 1) / 2);
-    }
-    return OutputFrames(int64_t{stand.frameCount} * 1024 - before, stand.step) +
-           OutputFrames(now, voice.step);
+    return OutputFrames(now - before, (voice.step + stand.step + 1) / 2);  // a slide changes it on the way
 }
 
 void VoiceLog_t::OnStart(const Voice_t& voice, uint32_t ringAt) {
@@ -78,6 +98,12 @@ void VoiceLog_t::OnStart(const Voice_t& voice, uint32_t ringAt) {
     plays[stand.play].heardFrame = static_cast<uint32_t>(std::max<int64_t>(stand.outputFrame, position));
     longestRewind =
         std::max(longestRewind, static_cast<uint32_t>(std::max<int64_t>(ViewRing().leadFrames - ahead, 0)));
+}
+
+void VoiceLog_t::BeginTick() {
+    for (auto& [voice, stand] : running) {
+        if (stand.hasStarted) TakeStand(*voice, stand.outputFrame, stand);
+    }
 }
 
 void VoiceLog_t::EndTick() {
@@ -102,7 +128,8 @@ void VoiceLog_t::End(const Voice_t& voice, int64_t endFrame, ending_t ending) {
 void VoiceLog_t::OnEnd(const Voice_t& voice) {
     const auto found = running.find(&voice);
     if (found == running.end()) return;
-    const stand_t& stand = found->second;
+    stand_t& stand = found->second;
+    MoveTo(voice.queueBase, voice, stand);
     // What is mixed last may be half a step short of the end; what has more left has given up.
     const uint64_t next = ((uint64_t{voice.fraction} + voice.step) >> 10) + voice.position;
     const bool isWhole = next >= voice.frameCount && voice.nextQueued == nullptr && !voice.isLooping;
@@ -118,7 +145,11 @@ void VoiceLog_t::OnStop(const Voice_t& voice) {
 
 void VoiceLog_t::OnLoop(const Voice_t& voice) {
     const auto found = running.find(&voice);
-    if (found != running.end()) ++plays[found->second.play].rounds;
+    if (found == running.end()) return;
+    stand_t& stand = found->second;
+    ++plays[stand.play].rounds;
+    MoveTo(wholeQueue, voice, stand);
+    TakeStand(voice, stand.outputFrame, stand);
 }
 
 void VoiceLog_t::EndScene() {

@@ -25,10 +25,11 @@ class VoiceLog_t : public VoiceWatch_t {
     void SetEvent(const scene_event_t* applied) { event = applied; }  // null: no event is being applied
 
     void Add(const scene_event_t& askedBy, Voice_t& voice);
-    void EndTick();   // where all voices stand now
+    // A tick begins, or is over: where all voices stand. The host may have moved them in between.
+    void BeginTick();
+    void EndTick();
     void EndScene();  // no play goes on beyond this
 
-    uint32_t PlayingVoices() const { return static_cast<uint32_t>(running.size()); }
     uint32_t TakeLongestRewind();  // of the starts since it was last asked, in frames
     std::vector<play_t> TakePlays() { return std::move(plays); }
 
@@ -43,10 +44,11 @@ class VoiceLog_t : public VoiceWatch_t {
         size_t play = 0;  // index
         bool hasStarted = false;
         int64_t outputFrame = 0;
-        uint32_t queueBase = 0, frameCount = 0, position = 0, fraction = 0, step = 0;
+        uint32_t queueBase = 0, position = 0, fraction = 0, step = 0;
     };
 
     static void TakeStand(const Voice_t& voice, int64_t outputFrame, stand_t& stand);
+    static void MoveTo(uint32_t queueBase, const Voice_t& voice, stand_t& stand);
     static int64_t FramesSince(const stand_t& stand, const Voice_t& voice);
     std::string SoundsOf(const Voice_t& voice) const;
     int64_t OutputFrameAt(uint32_t ringAt) const;
