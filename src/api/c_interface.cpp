@@ -9,6 +9,8 @@
 #include <cstring>
 #include <new>
 
+#include "api/no_memory.h"
+
 using namespace ringmix;
 
 struct ringmix_completion_event {
@@ -67,16 +69,6 @@ void GiveCount(const archive_count_t& count, uint32_t* sounds, uint32_t* missing
     if (missing) *missing = count.missing;
 }
 
-// No exception reaches a host in C.
-template <typename Value, typename Operation>
-Value WithMemory(Value withoutMemory, Operation operate) {
-    try {
-        return operate();
-    } catch (const std::bad_alloc&) {
-        return withoutMemory;
-    }
-}
-
 }  // namespace
 
 // ---- The engine
@@ -132,7 +124,7 @@ const char* ringmix_backend_description(uint32_t index) {
 int ringmix_select_backend(const char* name) { return OutputSelection_t::SelectBackend(name); }
 const char* ringmix_selected_backend() { return OutputSelection_t::GetSelectedBackend(); }
 uint32_t ringmix_device_count() {
-    return WithMemory(0u, [] { return OutputSelection_t::GetDeviceCount(); });
+    return api::WithMemory(0u, [] { return OutputSelection_t::GetDeviceCount(); });
 }
 const char* ringmix_device_name(uint32_t index) { return OutputSelection_t::GetDeviceName(index); }
 
@@ -141,13 +133,13 @@ const char* ringmix_device_description(uint32_t index) {
 }
 
 int ringmix_select_device(const char* name) {
-    return WithMemory(0, [=] { return int{OutputSelection_t::SelectDevice(name)}; });
+    return api::WithMemory(0, [=] { return int{OutputSelection_t::SelectDevice(name)}; });
 }
 const char* ringmix_selected_device() {
-    return WithMemory("", [] { return OutputSelection_t::GetSelectedDevice(); });
+    return api::WithMemory("", [] { return OutputSelection_t::GetSelectedDevice(); });
 }
 int ringmix_set_lead(uint32_t milliseconds) {
-    return WithMemory(0, [=] { return int{OutputSelection_t::SetLead(milliseconds)}; });
+    return api::WithMemory(0, [=] { return int{OutputSelection_t::SetLead(milliseconds)}; });
 }
 
 ringmix_output_status ringmix_get_output_status() {

@@ -13,4 +13,14 @@ void IfMemoryAllows(Operation operate) noexcept {
     } catch (const std::bad_alloc&) {}
 }
 
+// The same for one that has an answer.
+template <typename Value, typename Operation>
+Value WithMemory(Value withoutMemory, Operation operate) noexcept {
+    try {
+        return operate();
+    } catch (const std::bad_alloc&) {
+        return withoutMemory;
+    }
+}
+
 }  // namespace api

@@ -12,14 +12,16 @@
 // added.
 #pragma once
 
+#include <bit>
 #include <cstdint>
 
 #include "foundation/relaxed.h"
+#include "kernels/entry_format.h"
 
 namespace AudioSystem {
 
-// Silence, as the bits of an entry: 2^62 + 2^30, both slots 0.
-constexpr uint64_t silentEntryBits = 0x43D0000000100000u;
+// Silence, as the bits of an entry.
+constexpr auto silentEntryBits = std::bit_cast<uint64_t>(silentEntry);
 
 extern uint32_t ringLength;  // ring units; 0 while there is no ring
 extern double* ringEntries;  // ringLength / 2 entries, owned; host adds and clears, mixing thread reads

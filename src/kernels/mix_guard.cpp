@@ -2,10 +2,10 @@
 #include "kernels/mix_guard.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstdlib>
 
 #include "core/mix_ring.h"
+#include "kernels/entry_format.h"
 #include "kernels/mix_kernels.h"
 
 namespace {
@@ -100,7 +100,7 @@ bool TakeLoad(const stretch_t& stretch, uint32_t gain) {
 // spilled: the mixing thread may read it.
 template <typename MixInto>
 void MixChecked(const stretch_t& stretch, MixInto mixInto) {
-    const slots_t silence = Unpack(std::bit_cast<double>(AudioSystem::silentEntryBits));
+    const slots_t silence = Unpack(silentEntry);
     for (uint32_t e = stretch.firstEntry; e < stretch.endEntry; ++e) ringScratch[e] = Pack(silence);
     mixInto(ringScratch);
     for (uint32_t e = stretch.firstEntry; e < stretch.endEntry; ++e) {
