@@ -128,6 +128,9 @@ RINGMIX_WRAPPED(uint8_t*, _ZN8platform12ReservePagesEm, (std::size_t bytes)) {
 RINGMIX_WRAPPED(uint8_t*, _ZN8platform17AllocateZeroPagesEm, (std::size_t bytes)) {
     return Fails(fault_t::reserve) ? nullptr : __real__ZN8platform17AllocateZeroPagesEm(bytes);
 }
+RINGMIX_WRAPPED(uint8_t*, _ZN8platform17AllocateHugePagesEm, (std::size_t bytes)) {
+    return Fails(fault_t::reserve) ? nullptr : __real__ZN8platform17AllocateHugePagesEm(bytes);
+}
 RINGMIX_WRAPPED(bool, _ZN8platform11CommitPagesEPhm, (uint8_t * first, std::size_t bytes)) {
     return !Fails(fault_t::commit) && __real__ZN8platform11CommitPagesEPhm(first, bytes);
 }

@@ -6,7 +6,7 @@
 #include <ostream>
 
 enum class fault_t {
-    reserve,     // ReservePages, AllocateZeroPages
+    reserve,     // ReservePages, AllocateZeroPages, AllocateHugePages
     commit,      // CommitPages
     decommit,    // DecommitPages
     thread,      // StartThread

@@ -5,6 +5,7 @@
 
 #include "core/settings.h"
 #include "foundation/binary_stream.h"
+#include "sounds/sample_heap.h"
 #include "sounds/simple_sound.h"
 #include "sounds/sound.h"
 #include "tests/tool_fixture.h"
@@ -230,7 +231,7 @@ TEST_F(ArchiveTool, NothingIsWrittenOutsideTheFolder) {
         SimpleSound_t good, bad;
         good.name = "good";
         bad.name = name.c_str();
-        for (SimpleSound_t* sound : {&good, &bad}) sound->samples = new uint8_t[0];
+        for (SimpleSound_t* sound : {&good, &bad}) sound->samples = AllocateSamples(0);
         BinaryStream stream(1000);
         for (SimpleSound_t* sound : {&good, &bad}) {
             stream << String_t("sn");

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "core/mix_ring.h"
+#include "sounds/sample_heap.h"
 #include "sounds/simple_sound.h"
 #include "tests/voice_model.h"
 #include "voices/simple_voice.h"
@@ -24,7 +25,7 @@ constexpr uint32_t ringUnits = 16384, ringFrames = ringUnits / 2;
 
 using sound_ptr_t = std::unique_ptr<SimpleSound_t>;
 
-// The samples end with their heap block, so that an address sanitizer sees a read past them.
+// The samples end with their block, so that an address sanitizer sees a read past them.
 sound_ptr_t MakeSound(uint32_t frames, uint32_t divisor, bool is16Bit, bool isStereo) {
     auto sound = std::make_unique<SimpleSound_t>();
     sound->frameCount = frames;
@@ -32,7 +33,7 @@ sound_ptr_t MakeSound(uint32_t frames, uint32_t divisor, bool is16Bit, bool isSt
     sound->is16Bit = is16Bit;
     sound->isStereo = isStereo;
     sound->bytesPerFrame = (is16Bit ? 2u : 1u) * (isStereo ? 2u : 1u);
-    sound->samples = new uint8_t[frames * sound->bytesPerFrame];
+    sound->samples = AllocateSamples(frames * sound->bytesPerFrame);
     return sound;
 }
 

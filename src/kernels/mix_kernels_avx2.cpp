@@ -250,6 +250,11 @@ class fetch_t {
         _mm_prefetch(reinterpret_cast<const char*>(at), _MM_HINT_T0);
         at += stride;
     }
+    void StepTwice() noexcept {
+        _mm_prefetch(reinterpret_cast<const char*>(at), _MM_HINT_T0);
+        if (stride > 32) _mm_prefetch(reinterpret_cast<const char*>(at + stride), _MM_HINT_T0);
+        at += 2 * stride;
+    }
 
   private:
     uintptr_t at;
@@ -280,11 +285,11 @@ void AddFrames(double* entries, uint32_t ringAt, uint32_t count, frames_t frames
             }
         }
     }
-    if constexpr (!frames_t::canStep) {  // two at a time: the loop itself costs as much as a group
-        for (; count >= 2 * groupFrames; count -= 2 * groupFrames, at += 2 * groupFrames) {
-            fetch.Step();
-            AddGroup<format, 1>(at, frames.TakeGroup(), update);
-            AddGroup<format, 1>(at + groupFrames, frames.TakeGroup(), update);
+    if constexpr (!frames_t::canStep) {  // four at a time: the loop itself costs as much as a group
+        for (; count >= 4 * groupFrames; count -= 4 * groupFrames, at += 4 * groupFrames) {
+            fetch.StepTwice();
+            for (unsigned i = 0; i < 4; ++i)
+                AddGroup<format, 1>(at + i * groupFrames, frames.TakeGroup(), update);
         }
     }
     for (; count >= groupFrames; count -= groupFrames, at += groupFrames)

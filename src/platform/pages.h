@@ -24,6 +24,15 @@ bool DecommitPages(uint8_t* first, std::size_t bytes) noexcept;
 // size. Null if there is none; ReleasePages gives it back.
 [[nodiscard]] uint8_t* AllocateZeroPages(std::size_t bytes) noexcept;
 
+// Memory for what is read at many places at once, on huge pages where the system has them; zero-filled,
+// aligned to hugePageBytes, and so is its size. Null if there is none; ReleasePages gives it back.
+constexpr std::size_t hugePageBytes = std::size_t{2} << 20;
+[[nodiscard]] uint8_t* AllocateHugePages(std::size_t bytes) noexcept;
+
+// Takes the memory of all huge pages that lie wholly inside, and their content with it: zeros come back at
+// the next touch.
+void DiscardHugePages(uint8_t* first, std::size_t bytes) noexcept;
+
 // Gives the whole range back, committed pages included. Null does nothing.
 void ReleasePages(uint8_t* base, std::size_t bytes) noexcept;
 

@@ -1,4 +1,5 @@
-// sanitizer.h - marks the few functions whose unlocked accesses are meant to be.
+// sanitizer.h - which sanitizer looks on, and the mark of the few functions whose unlocked accesses are meant
+// to be.
 #pragma once
 
 #if defined(__SANITIZE_THREAD__)
@@ -6,6 +7,14 @@
 #elif defined(__has_feature)
 #if __has_feature(thread_sanitizer)
 #define RINGMIX_TSAN
+#endif
+#endif
+
+#if defined(__SANITIZE_ADDRESS__)
+#define RINGMIX_ASAN
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define RINGMIX_ASAN
 #endif
 #endif
 

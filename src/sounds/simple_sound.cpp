@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
-#include <new>
 
 #include "core/settings.h"
 #include "foundation/binary_stream.h"
 #include "foundation/measure_rest.h"
+#include "sounds/sample_heap.h"
 #include "sounds/sound_file.h"
 #include "sounds/typed_sound.h"
 #include "voices/simple_voice.h"
@@ -17,16 +17,17 @@ namespace {
 constexpr char sortName[] = "SimpleSound";
 constexpr int32_t oneShotMixMode = 2;  // as far ahead as the ring allows: nobody will change it any more
 
-using samples_t = std::unique_ptr<uint8_t[]>;
-
-samples_t AllocateSamples(uint64_t bytes) { return samples_t(new (std::nothrow) uint8_t[bytes]); }
+struct free_samples_t {
+    void operator()(uint8_t* samples) const { FreeSamples(samples); }
+};
+using samples_t = std::unique_ptr<uint8_t[], free_samples_t>;
 
 }  // namespace
 
-// The samples come in the file's form, from new[].
+// The samples come in the file's form, from AllocateSamples.
 void SimpleSound_t::Take(const sound_header_t& header, uint8_t* block) {
     FlipSamples(block, header.SampleBytes(), header.is16Bit);
-    delete[] samples;
+    FreeSamples(samples);
     samples = block;
     TakeFormat(header);
 }
@@ -36,7 +37,7 @@ void SimpleSound_t::LoadFromBuffer(const void* image, unsigned size) {
     sound_header_t header;
     const uint32_t headerBytes = ParseSoundHeader(bytes, header);
     if (headerBytes == 0 || header.SampleBytes() > size - headerBytes) return;
-    samples_t block = AllocateSamples(header.SampleBytes());
+    samples_t block(AllocateSamples(header.SampleBytes()));
     if (!block) return;
     std::memcpy(block.get(), bytes.data() + headerBytes, header.SampleBytes());
     Take(header, block.release());
@@ -51,7 +52,7 @@ void SimpleSound_t::LoadFromStdio(FILE* file) {
     sound_header_t header;
     const uint32_t headerBytes = ParseSoundHeader({head, headBytes}, header);
     if (headerBytes == 0 || headerBytes + header.SampleBytes() > fileBytes) return;
-    samples_t block = AllocateSamples(header.SampleBytes());
+    samples_t block(AllocateSamples(header.SampleBytes()));
     if (!block || std::fseek(file, start + static_cast<long>(headerBytes), SEEK_SET) != 0) return;
     if (std::fread(block.get(), 1, header.SampleBytes(), file) != header.SampleBytes()) return;
     Take(header, block.release());
@@ -81,7 +82,7 @@ void SimpleSound_t::Serialize(BinaryStream& stream, bool writing) {
     header.is16Bit = widthNumber != 0;
     samples_t block;
     if (stream.Good() && header.SampleBytes() <= stream.ReadableBytes())
-        block = AllocateSamples(header.SampleBytes());
+        block.reset(AllocateSamples(header.SampleBytes()));
     if (!block) {
         stream.SetError(BinaryStream::readFailed);
         return;

@@ -5,12 +5,13 @@
 #include <memory>
 
 #include "platform/files.h"
+#include "sounds/sample_heap.h"
 #include "sounds/sound_file.h"
 
 Sound_t::Sound_t() : name(defaultSoundName) {}
 
 Sound_t::~Sound_t() {
-    delete[] samples;
+    FreeSamples(samples);
     samples = nullptr;
 }
 

@@ -46,7 +46,7 @@ class Sound_t {
 
     static void FreeAll();  // every archive with its sounds
 
-    uint8_t* samples = nullptr;  // memory form; a simple sound's from new[], others' pages; null until loaded
+    uint8_t* samples = nullptr;  // memory form; a simple sound's own block, others' pages; null until loaded
     uint32_t frameCount = 0;
     uint32_t rateDivisor = 1;  // 44100 / sample rate
     bool is16Bit = false;

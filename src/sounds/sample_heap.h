@@ -1,0 +1,44 @@
+// sample_heap.h - where the samples of loaded sounds lie: close together, on huge pages. Voices read at
+// hundreds of places at once, and on small pages each of them waits for its address to be translated.
+//
+// Memory comes in chunks of chunkBytes (a larger block in one of its own), which cost what is touched of
+// them. A chunk goes back when its last block does, and so do the huge pages that lie wholly inside a free
+// block.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+
+class SampleHeap_t {
+  public:
+    static constexpr std::size_t chunkBytes = std::size_t{32} << 20;
+
+    SampleHeap_t() = default;
+    SampleHeap_t(const SampleHeap_t&) = delete;
+    SampleHeap_t& operator=(const SampleHeap_t&) = delete;
+
+    // A block of its own also for 0 bytes, at the start of a cache line, with any content. Null if there is
+    // no memory. Thread: any.
+    [[nodiscard]] uint8_t* Allocate(uint64_t bytes) noexcept;
+    // Null does nothing. Thread: any.
+    void Free(uint8_t* samples) noexcept;
+
+  private:
+    struct block_t;
+
+    block_t* FindFree(std::size_t bytes) noexcept;
+    block_t* AddChunk(std::size_t bytes) noexcept;
+    void CutTo(block_t& block, std::size_t bytes) noexcept;
+    void EnterList(block_t& block) noexcept;
+    void LeaveList(block_t& block) noexcept;
+
+    std::mutex mutex;
+    std::array<block_t*, 65> freeBlocks{};  // by the bit width of their bytes
+};
+
+// The heap of all sounds. Under the address sanitizer each block comes from the common heap, so that it sees
+// what reads outside.
+[[nodiscard]] uint8_t* AllocateSamples(uint64_t bytes) noexcept;
+void FreeSamples(uint8_t* samples) noexcept;
