@@ -55,7 +55,7 @@ TEST(SampleHeap, KeepsEveryBlock) {
             giveBack(random() % held.size());
             continue;
         }
-        const unsigned pick = random() % 200;  // the largest now and then only
+        const std::size_t pick = random() % 200;  // the largest now and then only
         const std::size_t bytes = pick < 3 ? sizes[6 + pick] : sizes[pick % 6] + random() % 5000;
         const held_t block{heap.Allocate(bytes), bytes, static_cast<uint8_t>(random())};
         ASSERT_NE(block.at, nullptr);

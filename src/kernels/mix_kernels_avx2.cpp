@@ -182,18 +182,19 @@ struct stepped_t {
 };
 
 // Source frames by position, taken out of windows of 16 bytes, one for each half of a group: the frame at the
-// half's own position and the one a step later. The bytes of a window must all belong to frames that the call
-// may read: towards the end of a stretch there is none, and stepped_t goes on.
+// half's own position and the one a step later. That one is step / 1024 frames on, or one more, as the
+// fractions add up, so there are only two shuffles to choose from. The bytes of a window must all belong to
+// frames that the call may read: towards the end of a stretch there is none, and stepped_t goes on.
 template <class format>
 class windows_t {
   public:
     windows_t(const stepped_t<format>& frames, uint32_t count)
-        : offsets(_mm256_setr_epi32(0, static_cast<int>(frames.step), 0, static_cast<int>(frames.step), 0,
-                                    static_cast<int>(frames.step), 0, static_cast<int>(frames.step))),
-          advance(_mm256_set1_epi32(static_cast<int>(groupFrames * frames.step))) {
-        const auto low = static_cast<int>(frames.position);
-        const auto high = static_cast<int>(frames.position + 2 * frames.step);
-        positions = _mm256_setr_epi32(low, low, low, low, high, high, high, high);
+        : near(ShuffleFor(frames.step >> 10)),
+          far(ShuffleFor((frames.step >> 10) + 1)),
+          mostFraction(_mm256_set1_epi32(Ordered(1023 - (frames.step & 1023)))),
+          advance(_mm256_set1_epi32(Scaled(groupFrames * frames.step))) {
+        const int low = Ordered(frames.position), high = Ordered(frames.position + 2 * frames.step);
+        fractions = _mm256_setr_epi32(low, low, low, low, high, high, high, high);
         const uint64_t last = frames.position + (uint64_t{count} - 1) * frames.step;
         const uint64_t endFrame = (last >> 10) + 1;
         const bool isUsable = last <= UINT32_MAX && frames.step <= mostStep && endFrame >= windowFrames;
@@ -212,14 +213,10 @@ class windows_t {
             frames.source + size_t{(frames.position + 2 * frames.step) >> 10} * format::frameBytes;
         const __m256i window =
             _mm256_inserti128_si256(_mm256_castsi128_si256(LoadWindow(low)), LoadWindow(high), 1);
-        const __m256i fractions = _mm256_and_si256(positions, _mm256_set1_epi32(1023));
-        const __m256i indices = _mm256_srli_epi32(_mm256_add_epi32(fractions, offsets), 10);
-        const __m256i shuffle = _mm256_add_epi8(
-            _mm256_mullo_epi16(indices, _mm256_set1_epi32(format::frameBytes * sampleBytesMask)),
-            _mm256_load_si256(reinterpret_cast<const __m256i*>(firstFrames.bytes)));
-        positions = _mm256_add_epi32(positions, advance);
+        const __m256i isFar = _mm256_cmpgt_epi32(fractions, mostFraction);
+        fractions = _mm256_add_epi32(fractions, advance);
         frames.position += groupFrames * frames.step;
-        return _mm256_shuffle_epi8(window, shuffle);
+        return _mm256_shuffle_epi8(window, _mm256_blendv_epi8(near, far, isFar));
     }
 
   private:
@@ -231,12 +228,26 @@ class windows_t {
     // The shuffle that takes every slot from the window's first frame.
     static constexpr shuffle_t firstFrames = MakeShuffle<format, groupFrames>();
 
+    // The high slots from a later frame.
+    static __m256i ShuffleFor(uint32_t laterFrame) noexcept {
+        const auto offset = static_cast<int>(laterFrame * format::frameBytes * sampleBytesMask);
+        return _mm256_add_epi8(_mm256_load_si256(reinterpret_cast<const __m256i*>(firstFrames.bytes)),
+                               _mm256_setr_epi32(0, offset, 0, offset, 0, offset, 0, offset));
+    }
+
+    // A position's fraction at the upper end of a word, where what passes a whole frame falls off; and the
+    // same, made to be compared as a signed number.
+    static int Scaled(uint32_t position) noexcept { return static_cast<int>(position << 22); }
+    static int Ordered(uint32_t position) noexcept { return Scaled(position ^ 512); }
+
     static __m128i LoadWindow(const uint8_t* from) noexcept {
         return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
     }
 
-    __m256i positions;  // of each half's first frame
-    const __m256i offsets, advance;
+    const __m256i near, far;
+    const __m256i mostFraction;  // up to here the near one
+    const __m256i advance;
+    __m256i fractions;  // of each half's first frame
     uint64_t endPosition;
 };
 
@@ -314,10 +325,9 @@ void AddRepeated(double* at, const uint8_t* source, uint32_t sourceFrames) noexc
         at += groupFrames;
     };
     fetch_t fetch;
-    for (; sourceFrames >= 2 * blockFrames; sourceFrames -= 2 * blockFrames) {
-        fetch.Step();
-        addGroup();
-        addGroup();
+    for (; sourceFrames >= 4 * blockFrames; sourceFrames -= 4 * blockFrames) {
+        fetch.StepTwice();
+        for (unsigned i = 0; i < 4; ++i) addGroup();
     }
     for (; sourceFrames >= blockFrames; sourceFrames -= blockFrames) addGroup();
     if (sourceFrames != 0) AddPair<format>(at, source, source, plain_t{});
