@@ -231,7 +231,7 @@ TEST_F(ArchiveTool, NothingIsWrittenOutsideTheFolder) {
         SimpleSound_t good, bad;
         good.name = "good";
         bad.name = name.c_str();
-        for (SimpleSound_t* sound : {&good, &bad}) sound->samples = AllocateSamples(0);
+        for (SimpleSound_t* sound : {&good, &bad}) sound->samples = AllocateSamples(0).release();
         BinaryStream stream(1000);
         for (SimpleSound_t* sound : {&good, &bad}) {
             stream << String_t("sn");

@@ -33,7 +33,7 @@ sound_ptr_t MakeSound(uint32_t frames, uint32_t divisor, bool is16Bit, bool isSt
     sound->is16Bit = is16Bit;
     sound->isStereo = isStereo;
     sound->bytesPerFrame = (is16Bit ? 2u : 1u) * (isStereo ? 2u : 1u);
-    sound->samples = AllocateSamples(frames * sound->bytesPerFrame);
+    sound->samples = AllocateSamples(frames * sound->bytesPerFrame).release();
     return sound;
 }
 

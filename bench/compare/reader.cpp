@@ -2,8 +2,11 @@
 // left of a mixer's time beyond this is arithmetic.
 #include <algorithm>
 #include <cstring>
+#include <span>
+#include <vector>
 
 #include "mixers.h"
+#include "sounds/sample_heap.h"
 
 namespace {
 
@@ -17,7 +20,7 @@ class Reader_t final : public Mixer_t {
 
     double RunSlice(const mix_case_t&, unsigned voices, uint32_t ticks) override {
         std::vector<voice_t> playing;
-        for (unsigned i = 0; i < voices; ++i) playing.push_back({Noise(i), 2 * (i * 577 % soundFrames)});
+        for (unsigned i = 0; i < voices; ++i) playing.emplace_back(Noise(i), 2 * (i * 577 % soundFrames));
         uint64_t sum = 0;
         double start = 0.0;
         for (uint32_t tick = 0; tick < warmUpTicks + ticks; ++tick) {
@@ -35,8 +38,16 @@ class Reader_t final : public Mixer_t {
         (2 * framesPerTick + lineSamples - 1) / lineSamples * lineSamples;
 
     struct voice_t {
-        std::vector<int16_t> samples;  // its own copy
+        samples_t memory;  // its own copy, where the engine keeps its samples too
+        std::span<const int16_t> samples;
         std::size_t at;
+
+        voice_t(const std::vector<int16_t>& noise, std::size_t start)
+            : memory(AllocateSamples(noise.size() * sizeof noise[0])),
+              samples(reinterpret_cast<const int16_t*>(memory.get()), noise.size()),
+              at(start) {
+            std::memcpy(memory.get(), noise.data(), samples.size_bytes());
+        }
 
         uint64_t Read(const voice_t& next) {
             if (at + tickSamples > samples.size()) at = 0;

@@ -1,8 +1,6 @@
 #include "compressed/compressed_sound.h"
 
 #include <cstring>
-#include <memory>
-#include <new>
 
 #include "compressed/compressed_voice.h"
 #include "core/settings.h"
@@ -20,10 +18,6 @@ constexpr int32_t oneShotMixMode = 2;
 // reserved for them.
 constexpr uint32_t mostFramesPerByte = 2;
 
-using data_t = std::unique_ptr<uint8_t[]>;
-
-data_t Allocate(uint32_t bytes) { return data_t(new (std::nothrow) uint8_t[bytes]); }
-
 }  // namespace
 
 CompressedSound_t::~CompressedSound_t() { Discard(); }
@@ -39,7 +33,7 @@ void CompressedSound_t::Discard() {
     pages.Release();
     samples = nullptr;
     pageRefCounts = nullptr;
-    delete[] compressedData;
+    FreeSamples(compressedData);
     compressedData = nullptr;
 }
 
@@ -54,7 +48,7 @@ void CompressedSound_t::SetFormat(const sound_header_t& header) {
 }
 
 // Takes the header and, if the addresses for the decoded sound can be had, the data.
-bool CompressedSound_t::Take(const sound_header_t& header, data_t data, uint32_t dataBytes) {
+bool CompressedSound_t::Take(const sound_header_t& header, samples_t data, uint32_t dataBytes) {
     if (header.frameCount > uint64_t{dataBytes} * mostFramesPerByte) return false;
     Unload();
     if (!pages.Reserve(header.frameCount, header.BytesPerFrame(), AudioSystem::compressedPageBytes))
@@ -73,7 +67,7 @@ void CompressedSound_t::LoadFromBuffer(const void* image, unsigned size) {
     uint32_t dataBytes = 0;
     const uint32_t headerBytes = ParseSoundFields(bytes, header, &dataBytes);
     if (headerBytes == 0 || dataBytes > size - headerBytes) return;
-    data_t data = Allocate(dataBytes);
+    samples_t data = AllocateSamples(dataBytes);
     if (!data) return;
     std::memcpy(data.get(), bytes.data() + headerBytes, dataBytes);
     (void)Take(header, std::move(data), dataBytes);
@@ -89,7 +83,7 @@ void CompressedSound_t::LoadFromStdio(FILE* file) {
     uint32_t dataBytes = 0;
     const uint32_t headerBytes = ParseSoundFields({head, headBytes}, header, &dataBytes);
     if (headerBytes == 0 || uint64_t{headerBytes} + dataBytes > fileBytes) return;
-    data_t data = Allocate(dataBytes);
+    samples_t data = AllocateSamples(dataBytes);
     if (!data || std::fseek(file, start + static_cast<long>(headerBytes), SEEK_SET) != 0) return;
     if (std::fread(data.get(), 1, dataBytes, file) != dataBytes) return;
     (void)Take(header, std::move(data), dataBytes);
@@ -112,9 +106,9 @@ void CompressedSound_t::Serialize(BinaryStream& stream, bool writing) {
     header.isStereo = stereoNumber != 0;
     header.is16Bit = widthNumber != 0;
     header.name = recordName.text;
-    data_t data;
+    samples_t data;
     if (stream.Good() && IsPlayable(header) && dataBytes <= stream.ReadableBytes())
-        data = Allocate(dataBytes);
+        data = AllocateSamples(dataBytes);
     if (data) stream.ReadBytes(data.get(), dataBytes);
     if (!data || !stream.Good() || !Take(header, std::move(data), dataBytes))
         stream.SetError(BinaryStream::readFailed);

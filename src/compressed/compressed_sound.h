@@ -2,9 +2,8 @@
 // a voice plays. A concrete class adds the codec.
 #pragma once
 
-#include <memory>
-
 #include "compressed/decoded_pages.h"
+#include "sounds/sample_heap.h"
 #include "sounds/sound.h"
 
 struct sound_header_t;
@@ -45,7 +44,7 @@ class CompressedSound_t : public Sound_t {
     static Sound_t* GetDefaultSound();
     static Sound_t* GetTypedSound(const char* soundName, const char* archiveName);
 
-    uint8_t* compressedData = nullptr;  // from new[]
+    uint8_t* compressedData = nullptr;  // from AllocateSamples
     uint32_t compressedBytes = 0;
     int32_t* pageRefCounts = nullptr;  // one a page; the pages' own
 
@@ -56,7 +55,7 @@ class CompressedSound_t : public Sound_t {
   private:
     void Discard();
     void SetFormat(const sound_header_t& header);
-    bool Take(const sound_header_t& header, std::unique_ptr<uint8_t[]> data, uint32_t dataBytes);
+    bool Take(const sound_header_t& header, samples_t data, uint32_t dataBytes);
 
     DecodedPages_t pages;  // samples is their base
 };

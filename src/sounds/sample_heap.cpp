@@ -117,7 +117,7 @@ void SampleHeap_t::LeaveList(block_t& block) noexcept {
 
 #ifdef RINGMIX_ASAN
 
-uint8_t* AllocateSamples(uint64_t bytes) noexcept { return new (std::nothrow) uint8_t[bytes]; }
+samples_t AllocateSamples(uint64_t bytes) noexcept { return samples_t(new (std::nothrow) uint8_t[bytes]); }
 void FreeSamples(uint8_t* samples) noexcept { delete[] samples; }
 
 #else
@@ -126,7 +126,7 @@ namespace {
 constinit SampleHeap_t sampleHeap;
 }
 
-uint8_t* AllocateSamples(uint64_t bytes) noexcept { return sampleHeap.Allocate(bytes); }
+samples_t AllocateSamples(uint64_t bytes) noexcept { return samples_t(sampleHeap.Allocate(bytes)); }
 void FreeSamples(uint8_t* samples) noexcept { sampleHeap.Free(samples); }
 
 #endif

@@ -9,6 +9,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 
 class SampleHeap_t {
@@ -38,7 +39,12 @@ class SampleHeap_t {
     std::array<block_t*, 65> freeBlocks{};  // by the bit width of their bytes
 };
 
-// The heap of all sounds. Under the address sanitizer each block comes from the common heap, so that it sees
-// what reads outside.
-[[nodiscard]] uint8_t* AllocateSamples(uint64_t bytes) noexcept;
+// The heap of all sounds, for samples and for compressed data. Under the address sanitizer each block comes
+// from the common heap, so that it sees what reads outside. Null samples: there is no memory, or none to
+// free.
 void FreeSamples(uint8_t* samples) noexcept;
+struct free_samples_t {
+    void operator()(uint8_t* samples) const noexcept { FreeSamples(samples); }
+};
+using samples_t = std::unique_ptr<uint8_t[], free_samples_t>;
+[[nodiscard]] samples_t AllocateSamples(uint64_t bytes) noexcept;

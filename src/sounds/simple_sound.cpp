@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
 
 #include "core/settings.h"
 #include "foundation/binary_stream.h"
@@ -16,11 +15,6 @@ namespace {
 
 constexpr char sortName[] = "SimpleSound";
 constexpr int32_t oneShotMixMode = 2;  // as far ahead as the ring allows: nobody will change it any more
-
-struct free_samples_t {
-    void operator()(uint8_t* samples) const { FreeSamples(samples); }
-};
-using samples_t = std::unique_ptr<uint8_t[], free_samples_t>;
 
 }  // namespace
 
@@ -37,7 +31,7 @@ void SimpleSound_t::LoadFromBuffer(const void* image, unsigned size) {
     sound_header_t header;
     const uint32_t headerBytes = ParseSoundHeader(bytes, header);
     if (headerBytes == 0 || header.SampleBytes() > size - headerBytes) return;
-    samples_t block(AllocateSamples(header.SampleBytes()));
+    samples_t block = AllocateSamples(header.SampleBytes());
     if (!block) return;
     std::memcpy(block.get(), bytes.data() + headerBytes, header.SampleBytes());
     Take(header, block.release());
@@ -52,7 +46,7 @@ void SimpleSound_t::LoadFromStdio(FILE* file) {
     sound_header_t header;
     const uint32_t headerBytes = ParseSoundHeader({head, headBytes}, header);
     if (headerBytes == 0 || headerBytes + header.SampleBytes() > fileBytes) return;
-    samples_t block(AllocateSamples(header.SampleBytes()));
+    samples_t block = AllocateSamples(header.SampleBytes());
     if (!block || std::fseek(file, start + static_cast<long>(headerBytes), SEEK_SET) != 0) return;
     if (std::fread(block.get(), 1, header.SampleBytes(), file) != header.SampleBytes()) return;
     Take(header, block.release());
@@ -82,7 +76,7 @@ void SimpleSound_t::Serialize(BinaryStream& stream, bool writing) {
     header.is16Bit = widthNumber != 0;
     samples_t block;
     if (stream.Good() && header.SampleBytes() <= stream.ReadableBytes())
-        block.reset(AllocateSamples(header.SampleBytes()));
+        block = AllocateSamples(header.SampleBytes());
     if (!block) {
         stream.SetError(BinaryStream::readFailed);
         return;
