@@ -153,6 +153,7 @@ class HostFault : public Fault_t {
                 Call([&] { return SoundHandle_t::Load(path.c_str(), other.c_str(), sound); });
             ExpectHonest(loaded);
             EXPECT_EQ(static_cast<bool>(loaded), sound.IsAlive());
+            EXPECT_EQ(Archives_t::GetSoundCount(other.c_str()), loaded ? 1u : 0u);
             sounds.push_back(sound);
         }
         std::string image = SoundImage("sound", 2'000, {}, Ramp);

@@ -5,6 +5,7 @@
 
 #include "tools/archive_file.h"
 #include "tools/commands.h"
+#include "tools/number_text.h"
 #include "tools/sound_classes.h"
 #include "tools/subcommands.h"
 #include "tools/terminal.h"
@@ -46,8 +47,8 @@ struct arguments_t {
 outcome_t Write(ArchiveFile_t& archive, const std::string& path) {
     if (outcome_t written = archive.Write(path); !written) return written;
     const size_t count = archive.Sounds().size();
-    PrintReport(path + ": " + std::to_string(count) + (count == 1 ? " sound, " : " sounds, ") +
-                std::to_string(archive.Bytes()) + " bytes");
+    PrintReport(path + ": " + CountText(count, "sound", "sounds") + ", " + std::to_string(archive.Bytes()) +
+                " bytes");
     return Success();
 }
 

@@ -66,10 +66,11 @@ outcome_t Export(const arguments_t& arguments) {
     if (outcome_t written = WriteSamples(source, file, arguments.output); !written) return written;
     if (stored.header.SampleBytes() % 2 != 0) file.Write("\0", 1);
     if (outcome_t committed = file.Commit(); !committed) return committed;
-    const std::string line =
-        arguments.output + ": " + stored.header.name + ", " + std::to_string(stored.header.frameCount) +
-        " frames, " + FixedText(stored.Seconds(), 3) + " s, " + std::to_string(shape.rateHz) + " Hz, " +
-        (stored.header.isStereo ? "stereo, " : "mono, ") + std::to_string(shape.bits) + " bits";
+    const std::string line = arguments.output + ": " + stored.header.name + ", " +
+                             CountText(stored.header.frameCount, "frame", "frames") + ", " +
+                             FixedText(stored.Seconds(), 3) + " s, " + std::to_string(shape.rateHz) +
+                             " Hz, " + (stored.header.isStereo ? "stereo, " : "mono, ") +
+                             std::to_string(shape.bits) + " bits";
     PrintReport(line);
     return Success();
 }

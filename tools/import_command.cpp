@@ -84,9 +84,9 @@ std::string FormText(const import_report_t& report) {
 void PrintImport(const std::string& output, const import_report_t& report) {
     const sound_header_t& header = report.stored.header;
     const uint32_t rateHz = outputRateHz / header.rateDivisor;
-    std::string line = output + ": " + header.name + ", " + std::to_string(header.frameCount) + " frames, " +
-                       FixedText(report.stored.Seconds(), 3) + " s, " + std::to_string(rateHz) + " Hz, " +
-                       (header.isStereo ? "stereo, " : "mono, ") + FormText(report);
+    std::string line = output + ": " + header.name + ", " + CountText(header.frameCount, "frame", "frames") +
+                       ", " + FixedText(report.stored.Seconds(), 3) + " s, " + std::to_string(rateHz) +
+                       " Hz, " + (header.isStereo ? "stereo, " : "mono, ") + FormText(report);
     if (report.sourceRateHz != rateHz)
         line += ", resampled from " + std::to_string(report.sourceRateHz) + " Hz";
     if (report.sourceChannels != report.stored.Channels()) {
