@@ -66,11 +66,19 @@ uint32_t LackingUnits(const Voice_t& voice) {
     }
 }
 
+// Asks for the voice itself.
+void FetchVoice(const Voice_t* voice) {
+    const char* at = reinterpret_cast<const char*>(voice);
+    for (std::size_t line = 0; line < sizeof *voice; line += 64) __builtin_prefetch(at + line);
+}
+
 // Has the kernels ask for what the next voice will read while this one is mixed: the two lie far apart, and
 // no hardware guesses the way from one to the other.
 void FetchAhead(const ListNode_t* node) {
     fetchAhead = NoFetchAhead();
-    if (!node || !VoiceOf(node)->isPlaying) return;
+    if (!node) return;
+    if (node->next) FetchVoice(VoiceOf(node->next));  // its turn to be looked at comes with the next voice
+    if (!VoiceOf(node)->isPlaying) return;
     const Voice_t& voice = *VoiceOf(node);
     // A number, not a pointer: nothing promises that it points anywhere.
     fetchAhead.at =
