@@ -14,7 +14,7 @@
 
 class SampleHeap_t {
   public:
-    static constexpr std::size_t chunkBytes = std::size_t{32} << 20;
+    static constexpr std::size_t chunkBytes = std::size_t{16} << 20;
 
     SampleHeap_t() = default;
     SampleHeap_t(const SampleHeap_t&) = delete;
