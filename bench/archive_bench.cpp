@@ -3,7 +3,6 @@
 
 #include <cstring>
 #include <filesystem>
-#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -11,6 +10,7 @@
 #include "compressed/ima_adpcm_file.h"
 #include "compressed/ima_adpcm_sound.h"
 #include "sounds/archive.h"
+#include "sounds/sample_heap.h"
 #include "sounds/simple_sound.h"
 #include "sounds/sound_file.h"
 
@@ -19,11 +19,9 @@ namespace {
 constexpr uint32_t soundFrames = 1'000'000;
 constexpr int soundCount = 16;
 
-using samples_t = std::vector<int16_t>;
-
-samples_t Noise() {
+std::vector<int16_t> Noise() {
     std::minstd_rand random(1);
-    samples_t samples(std::size_t{soundFrames} * 2);
+    std::vector<int16_t> samples(std::size_t{soundFrames} * 2);
     for (int16_t& sample : samples) sample = static_cast<int16_t>(random());
     return samples;
 }
@@ -32,7 +30,7 @@ samples_t Noise() {
 class ArchiveOnDisk_t {
   public:
     explicit ArchiveOnDisk_t(bool isCompressed) {
-        const samples_t samples = Noise();
+        const std::vector<int16_t> samples = Noise();
         const std::string blocks(std::size_t{2048} * (soundFrames / 2041), '\0');
         Archive_t archive;
         for (int i = 0; i < soundCount; ++i) {
@@ -72,16 +70,16 @@ void LoadArchive(benchmark::State& state, bool isCompressed) {
     state.SetBytesProcessed(static_cast<int64_t>(disk.bytes) * state.iterations());
 }
 
-// Into as many fresh blocks as the sounds have, each flipped as it is read.
+// Into as many blocks as the sounds have, each flipped as it is read.
 void ReadAndFlip(benchmark::State& state, bool isCompressed) {
     const ArchiveOnDisk_t disk(isCompressed);
     for ([[maybe_unused]] auto round : state) {
-        std::unique_ptr<char[]> pieces[soundCount];
+        samples_t pieces[soundCount];
         const std::size_t pieceBytes = disk.bytes / soundCount;
         FILE* file = std::fopen(disk.path.c_str(), "rb");
         for (auto& piece : pieces) {
-            piece.reset(new char[pieceBytes]);
-            if (!file || std::fread(piece.get(), 1, pieceBytes, file) != pieceBytes)
+            piece = AllocateSamples(pieceBytes);
+            if (!piece || !file || std::fread(piece.get(), 1, pieceBytes, file) != pieceBytes)
                 state.SkipWithError("not read");
             if (!isCompressed) FlipSamples(piece.get(), pieceBytes, true);
             benchmark::DoNotOptimize(piece.get());

@@ -9,6 +9,7 @@
 #include "foundation/class_registry.h"
 #include "input_file.h"
 #include "interrupt.h"
+#include "number_text.h"
 #include "output_file.h"
 #include "sound_classes.h"
 #include "sound_reader.h"
@@ -100,14 +101,14 @@ outcome_t ArchiveFile_t::Read(const std::filesystem::path& path) {
         if (stream.Good() && IsEndMarker(tag)) break;
         if (Interrupted()) return InterruptedFailure(shownName);
         if (outcome_t read = ReadRecord(stream, tag.text); !read) {
-            return Failure(shownName, "After " + std::to_string(sounds.size()) + " sounds, at byte " +
+            return Failure(shownName, "After " + CountText(sounds.size(), "sound", "sounds") + ", at byte " +
                                           std::to_string(start) + ": " + read.reason);
         }
         sounds.back().recordBytes = static_cast<uint32_t>(stream.TellRead()) - start;
     }
     const uint32_t bytesBehind = stream.ReadableBytes();
     if (bytesBehind == 0) return Success();
-    return Failure(shownName, std::to_string(bytesBehind) + " bytes stand behind its end");
+    return Failure(shownName, CountText(bytesBehind, "byte stands", "bytes stand") + " behind its end");
 }
 
 outcome_t ArchiveFile_t::ReadRecord(BinaryStream& stream, const char* tag) {

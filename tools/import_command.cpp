@@ -92,7 +92,8 @@ void PrintImport(const std::string& output, const import_report_t& report) {
     if (report.sourceChannels != report.stored.Channels()) {
         line += ", mixed down from " + std::to_string(report.sourceChannels) + " channels";
     }
-    if (report.clippedSamples != 0) line += ", " + std::to_string(report.clippedSamples) + " samples clipped";
+    if (report.clippedSamples != 0)
+        line += ", " + CountText(report.clippedSamples, "sample", "samples") + " clipped";
     PrintReport(line);
 }
 

@@ -30,6 +30,7 @@ RawStreamSound_t* Find(RawStreamHandle_t stream) {
     return dynamic_cast<RawStreamSound_t*>(Find(SoundHandle_t{stream.id}));
 }
 
+void ReserveSoundHandle() { soundHandles.Reserve(); }
 SoundHandle_t HandleOf(Sound_t& sound) { return {soundHandles.IdOf(sound.anchor, &sound)}; }
 VoiceHandle_t HandleOf(Voice_t& voice) { return {voiceHandles.IdOf(voice.anchor, &voice)}; }
 

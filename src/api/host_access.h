@@ -27,6 +27,7 @@ Voice_t* Find(VoiceHandle_t voice);
 RawStreamSound_t* Find(RawStreamHandle_t stream);
 
 // Errors: std::bad_alloc.
+void ReserveSoundHandle();  // for the next sound
 SoundHandle_t HandleOf(Sound_t& sound);
 VoiceHandle_t HandleOf(Voice_t& voice);
 

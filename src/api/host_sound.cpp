@@ -15,30 +15,15 @@ namespace {
 
 constexpr int32_t changesSoon = 0, farAhead = 2;
 
-void FreeByName(const Sound_t& sound) {
-    const String_t name(sound.name), archive(sound.archiveName);  // the sound's own go with it
-    AudioSystem::FreeVoicesUsingSound(name.text, archive.text);
-    AudioSystem::FreeSound(name.text, archive.text);
-}
-
-// The handle of what a load came to. Without memory for one, a sound that nobody could name is given up.
-SoundHandle_t HandleOfLoaded(const AudioSystem::load_outcome_t& outcome) {
-    try {
-        return host::HandleOf(*outcome.sound);
-    } catch (const std::bad_alloc&) {
-        if (outcome.step == AudioSystem::load_step_t::loaded) FreeByName(*outcome.sound);
-        throw;
-    }
-}
-
 // Runs a load without the lock; `sound` is the handle of what it came to.
 template <typename Load, typename Explain>
 result_t LoadUnlocked(SoundHandle_t& sound, Load load, Explain explain) {
     sound = {};
     if (!AudioSystem::initialized) return Refuse(problem_t::notRunning, "the engine does not run");
     try {
+        host::ReserveSoundHandle();  // before the load: nobody could name what has no handle
         const AudioSystem::load_outcome_t outcome = load();
-        if (outcome.sound) sound = HandleOfLoaded(outcome);
+        if (outcome.sound) sound = host::HandleOf(*outcome.sound);
         return outcome.step == AudioSystem::load_step_t::loaded ? result_t{} : explain(outcome);
     } catch (const std::bad_alloc&) {
         return Refuse(problem_t::outOfMemory, "out of memory");
@@ -172,7 +157,9 @@ result_t SoundHandle_t::ReadRequested() const {
 
 result_t SoundHandle_t::Free() const {
     return With(*this, [](Sound_t& sound) {
-        FreeByName(sound);
+        const String_t name(sound.name), archive(sound.archiveName);  // the sound's own go with it
+        AudioSystem::FreeVoicesUsingSound(name.text, archive.text);
+        AudioSystem::FreeSound(name.text, archive.text);
         return result_t{};
     });
 }

@@ -6,12 +6,15 @@ HandleAnchor_t::~HandleAnchor_t() {
     if (table) table->LetGo(id);
 }
 
+void HandleTable_t::Reserve() {
+    if (firstFree != noSlot) return;
+    slots.push_back({nullptr, firstRound, noSlot});
+    firstFree = static_cast<uint32_t>(slots.size() - 1);
+}
+
 uint64_t HandleTable_t::IdOf(HandleAnchor_t& anchor, void* object) {
     if (anchor.table) return anchor.id;
-    if (firstFree == noSlot) {
-        slots.push_back({nullptr, firstRound, noSlot});
-        firstFree = static_cast<uint32_t>(slots.size() - 1);
-    }
+    Reserve();
     const uint32_t index = firstFree;
     slot_t& slot = slots[index];
     firstFree = std::exchange(slot.nextFree, noSlot);

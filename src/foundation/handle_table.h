@@ -32,6 +32,8 @@ class HandleTable_t {
     // million.
     constexpr explicit HandleTable_t(uint32_t roundOfNewSlots = 1) : firstRound(roundOfNewSlots) {}
 
+    // Makes room for one object more: the next one to be entered needs no memory. Errors: std::bad_alloc.
+    void Reserve();
     // The object's number, given at the first call; never 0. Errors: std::bad_alloc, nothing is entered then.
     uint64_t IdOf(HandleAnchor_t& anchor, void* object);
     // Null for 0, for a number that was never given and for one whose object is gone.

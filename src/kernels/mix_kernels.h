@@ -11,8 +11,8 @@
 // Gain update    V = (V + W * k / 256) - bias     bias = 128 * k * (2^43 + 2^11), k = volume in 1/256 steps
 //
 // Both are exact until the result is stored as a double: that store, to nearest with ties to even, is the
-// only rounding. Every set below gives the same 64 bits for the same calls. Nothing saturates and nothing
-// checks the limits of the slots: that is the caller's to see to.
+// only rounding. Every set below gives the same 64 bits for the same calls, as long as the sums stay in their
+// slots. Nothing saturates and nothing checks that: it is the caller's to see to.
 //
 // A kernel reads nothing before the first or behind the last source frame that its arguments call for, and
 // writes no entry but those of the pairs it mixes, each as a whole: the mixing thread may read them

@@ -12,9 +12,9 @@ uint8_t* MapPages(std::size_t bytes, int access) noexcept {
     return base == MAP_FAILED ? nullptr : static_cast<uint8_t*>(base);
 }
 
-// How many bytes before the next address that is a multiple of hugePageBytes.
-std::size_t RestOfHugePage(const uint8_t* at) noexcept {
-    return -reinterpret_cast<uintptr_t>(at) & (hugePageBytes - 1);
+// How many bytes before the next address that is a multiple of a page's size.
+std::size_t RestOf(std::size_t pageBytes, const uint8_t* at) noexcept {
+    return -reinterpret_cast<uintptr_t>(at) & (pageBytes - 1);
 }
 
 }  // namespace
@@ -34,17 +34,17 @@ uint8_t* AllocateZeroPages(std::size_t bytes) noexcept {
 uint8_t* AllocateHugePages(std::size_t bytes) noexcept {
     uint8_t* mapped = MapPages(bytes + hugePageBytes, PROT_READ | PROT_WRITE);
     if (!mapped) return nullptr;
-    const std::size_t before = RestOfHugePage(mapped), behind = hugePageBytes - before;
+    const std::size_t before = RestOf(hugePageBytes, mapped), behind = hugePageBytes - before;
     if (before != 0) munmap(mapped, before);
     if (behind != 0) munmap(mapped + before + bytes, behind);
     madvise(mapped + before, bytes, MADV_HUGEPAGE);  // refused where there are none: small ones serve, too
     return mapped + before;
 }
 
-void DiscardHugePages(uint8_t* first, std::size_t bytes) noexcept {
-    const std::size_t before = RestOfHugePage(first);
+void DiscardPages(uint8_t* first, std::size_t bytes) noexcept {
+    const std::size_t before = RestOf(SystemPageBytes(), first);
     if (before >= bytes) return;
-    const std::size_t inside = (bytes - before) / hugePageBytes * hugePageBytes;
+    const std::size_t inside = (bytes - before) / SystemPageBytes() * SystemPageBytes();
     if (inside != 0) madvise(first + before, inside, MADV_DONTNEED);
 }
 

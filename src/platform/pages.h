@@ -29,9 +29,9 @@ bool DecommitPages(uint8_t* first, std::size_t bytes) noexcept;
 constexpr std::size_t hugePageBytes = std::size_t{2} << 20;
 [[nodiscard]] uint8_t* AllocateHugePages(std::size_t bytes) noexcept;
 
-// Takes the memory of all huge pages that lie wholly inside, and their content with it: zeros come back at
-// the next touch.
-void DiscardHugePages(uint8_t* first, std::size_t bytes) noexcept;
+// Takes the memory of all pages that lie wholly inside, and their content with it: zeros come back at the
+// next touch.
+void DiscardPages(uint8_t* first, std::size_t bytes) noexcept;
 
 // Gives the whole range back, committed pages included. Null does nothing.
 void ReleasePages(uint8_t* base, std::size_t bytes) noexcept;

@@ -1,3 +1,5 @@
+// sample_heap.cpp - a chunk is a row of blocks, each with a line of its own before its samples; free ones are
+// also in lists by size, so that neither finding nor joining them takes longer the more there are.
 #include "sounds/sample_heap.h"
 
 #include <algorithm>
@@ -18,17 +20,17 @@ constexpr std::size_t RoundUp(std::size_t bytes, std::size_t unit) {
 
 }  // namespace
 
-// The line before the samples. The blocks of a chunk stand one behind the other, no two free ones side by
-// side; one of 0 bytes ends it.
+// The line before the samples. No two free blocks stand side by side.
 struct SampleHeap_t::block_t {
     std::size_t bytes;  // this line included
     block_t* before;    // in the chunk, null for the first
+    bool isLast;        // of the chunk
     bool isFree;
     block_t *previous, *next;  // of its list, while it is free
 
     uint8_t* Begin() { return reinterpret_cast<uint8_t*>(this); }
-    block_t* After() { return reinterpret_cast<block_t*>(Begin() + bytes); }
-    static block_t* At(uint8_t* address) { return reinterpret_cast<block_t*>(address); }
+    block_t* After() { return isLast ? nullptr : reinterpret_cast<block_t*>(Begin() + bytes); }
+    bool IsWholeChunk() const { return !before && isLast; }
 };
 
 uint8_t* SampleHeap_t::Allocate(uint64_t bytes) noexcept {
@@ -38,6 +40,7 @@ uint8_t* SampleHeap_t::Allocate(uint64_t bytes) noexcept {
     block_t* block = FindFree(wanted);
     if (!block) block = AddChunk(wanted);
     if (!block) return nullptr;
+    if (block == spare) spare = nullptr;
     LeaveList(*block);
     CutTo(*block, wanted);
     return block->Begin() + lineBytes;
@@ -46,24 +49,11 @@ uint8_t* SampleHeap_t::Allocate(uint64_t bytes) noexcept {
 void SampleHeap_t::Free(uint8_t* samples) noexcept {
     if (!samples) return;
     const std::lock_guard lock(mutex);
-    block_t* block = block_t::At(samples - lineBytes);
-    if (block_t* after = block->After(); after->isFree) {
-        LeaveList(*after);
-        block->bytes += after->bytes;
-    }
-    if (block_t* before = block->before; before && before->isFree) {
-        LeaveList(*before);
-        before->bytes += block->bytes;
-        block = before;
-    }
-    block_t* after = block->After();
-    if (!block->before && after->bytes == 0) {
-        platform::ReleasePages(block->Begin(), block->bytes + lineBytes);
-        return;
-    }
-    after->before = block;
-    EnterList(*block);
-    platform::DiscardHugePages(block->Begin() + lineBytes, block->bytes - lineBytes);
+    block_t& block = JoinNeighbours(*reinterpret_cast<block_t*>(samples - lineBytes));
+    if (block.IsWholeChunk() && (spare || block.bytes > chunkBytes))
+        return platform::ReleasePages(block.Begin(), block.bytes);
+    EnterList(block);
+    GiveBack(block);
 }
 
 // A block of at least so many bytes, still in its list; null if there is none at hand.
@@ -77,13 +67,15 @@ SampleHeap_t::block_t* SampleHeap_t::FindFree(std::size_t bytes) noexcept {
     return larger == freeBlocks.end() ? nullptr : *larger;
 }
 
-// A chunk that is one free block of at least so many bytes.
+// A chunk that is one free block of at least so many bytes; no larger than needed where addresses, or memory
+// that may be locked, are scarce.
 SampleHeap_t::block_t* SampleHeap_t::AddChunk(std::size_t bytes) noexcept {
-    const std::size_t size = std::max(chunkBytes, RoundUp(bytes + lineBytes, platform::hugePageBytes));
+    const std::size_t least = RoundUp(bytes, platform::hugePageBytes);
+    std::size_t size = std::max(chunkBytes, least);
     uint8_t* base = platform::AllocateHugePages(size);
+    if (!base && size > least) base = platform::AllocateHugePages(size = least);
     if (!base) return nullptr;
-    auto* block = new (base) block_t{size - lineBytes, nullptr, true, nullptr, nullptr};
-    new (block->After()) block_t{0, block, false, nullptr, nullptr};
+    auto* block = new (base) block_t{size, nullptr, true, true, nullptr, nullptr};
     EnterList(*block);
     return block;
 }
@@ -93,10 +85,38 @@ void SampleHeap_t::CutTo(block_t& block, std::size_t bytes) noexcept {
     const std::size_t left = block.bytes - bytes;
     if (left <= lineBytes) return;
     block_t* after = block.After();
+    auto* rest = new (block.Begin() + bytes) block_t{left, &block, block.isLast, true, nullptr, nullptr};
     block.bytes = bytes;
-    auto* rest = new (block.After()) block_t{left, &block, true, nullptr, nullptr};
-    after->before = rest;
+    block.isLast = false;
+    if (after) after->before = rest;
     EnterList(*rest);
+}
+
+// The block with the free ones beside it.
+SampleHeap_t::block_t& SampleHeap_t::JoinNeighbours(block_t& block) noexcept {
+    const auto join = [this](block_t& first, block_t& second, block_t& wasFree) {
+        LeaveList(wasFree);
+        first.bytes += second.bytes;
+        first.isLast = second.isLast;
+        if (block_t* after = first.After()) after->before = &first;
+    };
+    if (block_t* after = block.After(); after && after->isFree) join(block, *after, *after);
+    block_t* before = block.before;
+    if (!before || !before->isFree) return block;
+    join(*before, block, *before);
+    return *before;
+}
+
+// The memory of a free block goes back to the system. The chunk that becomes the spare one keeps its first
+// huge page: giving back a part of it would leave it small pages.
+void SampleHeap_t::GiveBack(block_t& block) noexcept {
+    if (block.IsWholeChunk()) {
+        spare = &block;
+        platform::DiscardPages(block.Begin() + platform::hugePageBytes,
+                               block.bytes - platform::hugePageBytes);
+    } else if (block.bytes >= wholeBytes) {
+        platform::DiscardPages(block.Begin() + lineBytes, block.bytes - lineBytes);
+    }
 }
 
 void SampleHeap_t::EnterList(block_t& block) noexcept {

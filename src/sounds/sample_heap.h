@@ -1,9 +1,9 @@
 // sample_heap.h - where the samples of loaded sounds lie: close together, on huge pages. Voices read at
 // hundreds of places at once, and on small pages each of them waits for its address to be translated.
 //
-// Memory comes in chunks of chunkBytes (a larger block in one of its own), which cost what is touched of
-// them. A chunk goes back when its last block does, and so do the huge pages that lie wholly inside a free
-// block.
+// Memory comes in chunks of chunkBytes, a larger block in a chunk of its own. They take memory as they are
+// filled, a huge page at a time where the system has these. What is free in one piece of wholeBytes and more
+// goes back to the system, and so does a chunk without blocks, except for one that waits for the next block.
 #pragma once
 
 #include <array>
@@ -14,7 +14,8 @@
 
 class SampleHeap_t {
   public:
-    static constexpr std::size_t chunkBytes = std::size_t{16} << 20;
+    static constexpr std::size_t chunkBytes = std::size_t{8} << 20;
+    static constexpr std::size_t wholeBytes = std::size_t{1} << 20;
 
     SampleHeap_t() = default;
     SampleHeap_t(const SampleHeap_t&) = delete;
@@ -32,11 +33,14 @@ class SampleHeap_t {
     block_t* FindFree(std::size_t bytes) noexcept;
     block_t* AddChunk(std::size_t bytes) noexcept;
     void CutTo(block_t& block, std::size_t bytes) noexcept;
+    block_t& JoinNeighbours(block_t& block) noexcept;
+    void GiveBack(block_t& block) noexcept;
     void EnterList(block_t& block) noexcept;
     void LeaveList(block_t& block) noexcept;
 
     std::mutex mutex;
     std::array<block_t*, 65> freeBlocks{};  // by the bit width of their bytes
+    block_t* spare = nullptr;               // the chunk without blocks, one free block
 };
 
 // The heap of all sounds, for samples and for compressed data. Under the address sanitizer each block comes
