@@ -24,9 +24,14 @@ constexpr std::size_t RoundUp(std::size_t bytes, std::size_t unit) {
 struct SampleHeap_t::block_t {
     std::size_t bytes;  // this line included
     block_t* before;    // in the chunk, null for the first
+    block_t* first;     // of the chunk
     bool isLast;        // of the chunk
-    bool isFree;
-    block_t *previous, *next;  // of its list, while it is free
+    bool isFree = true;
+    bool wasTrimmed = false;  // the chunk, and has small pages since; in its first block only
+    block_t *previous = nullptr, *next = nullptr;  // of its list, while it is free
+    // Of the chunk, in its first block only.
+    std::size_t bytesInUse = 0;
+    std::size_t bytesIdle = 0;  // that were freed and may still have memory, at most
 
     uint8_t* Begin() { return reinterpret_cast<uint8_t*>(this); }
     block_t* After() { return isLast ? nullptr : reinterpret_cast<block_t*>(Begin() + bytes); }
@@ -34,6 +39,7 @@ struct SampleHeap_t::block_t {
 };
 
 uint8_t* SampleHeap_t::Allocate(uint64_t bytes) noexcept {
+    static_assert(sizeof(block_t) <= lineBytes);
     if (bytes > SIZE_MAX / 2) return nullptr;
     const std::size_t wanted = RoundUp(static_cast<std::size_t>(bytes), lineBytes) + lineBytes;
     const std::lock_guard lock(mutex);
@@ -43,17 +49,31 @@ uint8_t* SampleHeap_t::Allocate(uint64_t bytes) noexcept {
     if (block == spare) spare = nullptr;
     LeaveList(*block);
     CutTo(*block, wanted);
+    block->first->bytesInUse += block->bytes;
+    block->first->bytesIdle -= std::min(block->first->bytesIdle, block->bytes);
     return block->Begin() + lineBytes;
 }
 
 void SampleHeap_t::Free(uint8_t* samples) noexcept {
     if (!samples) return;
     const std::lock_guard lock(mutex);
-    block_t& block = JoinNeighbours(*reinterpret_cast<block_t*>(samples - lineBytes));
-    if (block.IsWholeChunk() && (spare || block.bytes > chunkBytes))
-        return platform::ReleasePages(block.Begin(), block.bytes);
+    auto* freed = reinterpret_cast<block_t*>(samples - lineBytes);
+    block_t& chunk = *freed->first;
+    chunk.bytesInUse -= freed->bytes;
+    chunk.bytesIdle += freed->bytes;
+    block_t& block = JoinNeighbours(*freed);
+    if (block.IsWholeChunk() && (spare || chunk.wasTrimmed || chunk.bytes > chunkBytes))
+        return platform::ReleasePages(chunk.Begin(), chunk.bytes);
     EnterList(block);
-    GiveBack(block);
+    if (block.IsWholeChunk()) {
+        spare = &chunk;
+        // A part of its first huge page given back would leave small pages there.
+        platform::DiscardPages(chunk.Begin() + platform::hugePageBytes,
+                               chunk.bytes - platform::hugePageBytes);
+        chunk.bytesIdle = 0;
+    } else if (chunk.bytesIdle > chunk.bytesInUse + mostIdleBytes) {
+        Trim(chunk);
+    }
 }
 
 // A block of at least so many bytes, still in its list; null if there is none at hand.
@@ -75,7 +95,7 @@ SampleHeap_t::block_t* SampleHeap_t::AddChunk(std::size_t bytes) noexcept {
     uint8_t* base = platform::AllocateHugePages(size);
     if (!base && size > least) base = platform::AllocateHugePages(size = least);
     if (!base) return nullptr;
-    auto* block = new (base) block_t{size, nullptr, true, true, nullptr, nullptr};
+    auto* block = new (base) block_t{size, nullptr, reinterpret_cast<block_t*>(base), true};
     EnterList(*block);
     return block;
 }
@@ -85,7 +105,7 @@ void SampleHeap_t::CutTo(block_t& block, std::size_t bytes) noexcept {
     const std::size_t left = block.bytes - bytes;
     if (left <= lineBytes) return;
     block_t* after = block.After();
-    auto* rest = new (block.Begin() + bytes) block_t{left, &block, block.isLast, true, nullptr, nullptr};
+    auto* rest = new (block.Begin() + bytes) block_t{left, &block, block.first, block.isLast};
     block.bytes = bytes;
     block.isLast = false;
     if (after) after->before = rest;
@@ -107,16 +127,12 @@ SampleHeap_t::block_t& SampleHeap_t::JoinNeighbours(block_t& block) noexcept {
     return *before;
 }
 
-// The memory of a free block goes back to the system. The chunk that becomes the spare one keeps its first
-// huge page: giving back a part of it would leave it small pages.
-void SampleHeap_t::GiveBack(block_t& block) noexcept {
-    if (block.IsWholeChunk()) {
-        spare = &block;
-        platform::DiscardPages(block.Begin() + platform::hugePageBytes,
-                               block.bytes - platform::hugePageBytes);
-    } else if (block.bytes >= wholeBytes) {
-        platform::DiscardPages(block.Begin() + lineBytes, block.bytes - lineBytes);
-    }
+// Gives the memory of all free blocks of the chunk back to the system.
+void SampleHeap_t::Trim(block_t& chunk) noexcept {
+    for (block_t* block = &chunk; block; block = block->After())
+        if (block->isFree) platform::DiscardPages(block->Begin() + lineBytes, block->bytes - lineBytes);
+    chunk.bytesIdle = 0;
+    chunk.wasTrimmed = true;
 }
 
 void SampleHeap_t::EnterList(block_t& block) noexcept {

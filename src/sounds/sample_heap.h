@@ -2,8 +2,9 @@
 // hundreds of places at once, and on small pages each of them waits for its address to be translated.
 //
 // Memory comes in chunks of chunkBytes, a larger block in a chunk of its own. They take memory as they are
-// filled, a huge page at a time where the system has these. What is free in one piece of wholeBytes and more
-// goes back to the system, and so does a chunk without blocks, except for one that waits for the next block.
+// filled, a huge page at a time where the system has these. Memory goes back to the system with a chunk's
+// last block, except for one chunk that waits for the next block, and before that as soon as blocks have left
+// more of the chunk idle than is in use, by mostIdleBytes.
 #pragma once
 
 #include <array>
@@ -15,7 +16,7 @@
 class SampleHeap_t {
   public:
     static constexpr std::size_t chunkBytes = std::size_t{8} << 20;
-    static constexpr std::size_t wholeBytes = std::size_t{1} << 20;
+    static constexpr std::size_t mostIdleBytes = chunkBytes / 2;
 
     SampleHeap_t() = default;
     SampleHeap_t(const SampleHeap_t&) = delete;
@@ -34,7 +35,7 @@ class SampleHeap_t {
     block_t* AddChunk(std::size_t bytes) noexcept;
     void CutTo(block_t& block, std::size_t bytes) noexcept;
     block_t& JoinNeighbours(block_t& block) noexcept;
-    void GiveBack(block_t& block) noexcept;
+    static void Trim(block_t& chunk) noexcept;
     void EnterList(block_t& block) noexcept;
     void LeaveList(block_t& block) noexcept;
 
