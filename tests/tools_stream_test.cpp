@@ -2,24 +2,18 @@
 // cost.
 #include <sstream>
 
-#include "core/settings.h"
 #include "tests/tool_fixture.h"
 
 namespace {
 
 class SceneStreams : public ToolTest {
   protected:
-    void SetUp() override {
-        AudioSystem::compressedPageBytes = 16384;  // a scene before may have changed it
-        WriteRecordings(9000, 12000, 20480);
-    }
+    void SetUp() override { WriteRecordings(9000, 12000, 20480); }
 
-    // The bytes of the output; empty if it failed.
     std::string Render(const std::string& scene) {
         Write("s.toml", scene);
-        last = Run({"render", "s.toml", "-o", "out.wav", "--stats"});
-        EXPECT_EQ(last.status, 0) << last.err;
-        return last.status == 0 ? Bytes("out.wav") : "";
+        last = RunWell("render s.toml -o out.wav --stats");
+        return Bytes("out.wav");
     }
     static std::string Sounds(const std::string& store) {
         std::string text;
@@ -137,12 +131,12 @@ TEST_F(SceneStreams, StatisticsAreExact) {
     }
     // The table keeps off an output on standard output.
     Write("s.toml", "duration = 0.1\n" + play);
-    const run_t run = Run({"render", "s.toml", "-o", "-", "--stats"});
+    const run_t run = Run("render s.toml -o - --stats");
     EXPECT_EQ(run.out.substr(0, 4), "RIFF");
     EXPECT_EQ(run.out.size(), 44u + 4 * 4410);
     EXPECT_EQ(run.err.substr(0, 6), "stream");
     // Two names of one sound are one row.
-    ASSERT_EQ(Run({"import", "c.wav", "c.ssn"}).status, 0);
+    RunWell("import c.wav c.ssn");
     const std::string named = "[[sound]]\nfile = \"c.ssn\"\nname = ";
     Render("duration = 0.7\n" + named + "\"c\"\n" + named + "\"d\"\n" + play.substr(play.find("[[event]]")));
     EXPECT_NE(last.out.find("\nc       4096        10 "), std::string::npos) << last.out;
@@ -150,21 +144,20 @@ TEST_F(SceneStreams, StatisticsAreExact) {
 }
 
 TEST_F(SceneStreams, AreFoundInArchives) {
-    for (const char* file : {"a.ssn", "b.iss", "c.ssn"}) {
-        ASSERT_EQ(Run({"import", std::string(1, file[0]) + ".wav", file}).status, 0);
+    std::string files;
+    for (const std::string file : {"a.ssn", "b.iss", "c.ssn"}) {
+        RunWell("import " + file.substr(0, 1) + ".wav " + file);
+        files += "[[sound]]\nfile = \"" + file + "\"\n";
     }
     const std::string head = "duration = 0.9\n", archive = "[[archive]]\nfile = \"x.archive\"\n";
     const std::string body =
         "[[event]]\nat = 0\nvoice = \"v\"\nsound = \"a\"\nqueue = [\"c\"]\ndo = \"play\"\n"
         "[[event]]\nat = 0\nsound = \"b\"\ndo = \"one-shot\"\n";
-    ASSERT_EQ(Run({"archive", "create", "x.archive", "a.ssn", "b.iss", "c.ssn"}).status, 0);
-    std::string files;
-    for (const char* file : {"a.ssn", "b.iss", "c.ssn"})
-        files += std::string("[[sound]]\nfile = \"") + file + "\"\n";
+    RunWell("archive create x.archive a.ssn b.iss c.ssn");
     EXPECT_TRUE(Render(head + archive + body) == Render(head + files + body));
     std::filesystem::remove("b.iss");
     Write("s.toml", head + archive + body);
-    EXPECT_EQ(Run({"render", "s.toml", "-o", "out.wav"}).err, "ringmix: b.iss: No such file or directory\n");
+    ExpectRefused({{"render s.toml -o out.wav", 1, "b.iss: No such file or directory\n"}});
 }
 
 }  // namespace
