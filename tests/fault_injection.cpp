@@ -7,8 +7,8 @@
 #include <cstdio>
 #include <new>
 
+#include "interposed_device.h"
 #include "platform/event.h"
-#include "platform/sound_output.h"
 
 namespace {
 
@@ -24,78 +24,18 @@ bool Fails(fault_t kind) {
     return true;
 }
 
-class FaultyBuffer_t final : public IDirectSoundBuffer {
+class FaultyBuffer_t final : public InterposedBuffer_t {
   public:
-    explicit FaultyBuffer_t(IDirectSoundBuffer* behind) : real(behind) {}
-
-    uint32_t Release() override {
-        real->Release();
-        delete this;
-        return 0;
-    }
-    output_result_t SetFormat(const WAVEFORMATEX* format) override {
-        return Fails(fault_t::device) ? DSERR_GENERIC : real->SetFormat(format);
-    }
-    output_result_t GetCaps(DSBCAPS* caps) override {
-        return Fails(fault_t::device) ? DSERR_GENERIC : real->GetCaps(caps);
-    }
-    output_result_t GetStatus(uint32_t* status) override {
-        return Fails(fault_t::device) ? DSERR_GENERIC : real->GetStatus(status);
-    }
-    output_result_t Restore() override { return Fails(fault_t::device) ? DSERR_GENERIC : real->Restore(); }
-    output_result_t GetCurrentPosition(uint32_t* playCursor, uint32_t* writeCursor) override {
-        return Fails(fault_t::device) ? DSERR_GENERIC : real->GetCurrentPosition(playCursor, writeCursor);
-    }
+    using InterposedBuffer_t::InterposedBuffer_t;
     output_result_t Lock(uint32_t offset, uint32_t bytes, void** first, uint32_t* firstBytes, void** second,
                          uint32_t* secondBytes, uint32_t flags) override {
         if (Fails(fault_t::lostBuffer)) return DSERR_BUFFERLOST;
-        if (Fails(fault_t::device)) return DSERR_GENERIC;
-        return real->Lock(offset, bytes, first, firstBytes, second, secondBytes, flags);
+        return InterposedBuffer_t::Lock(offset, bytes, first, firstBytes, second, secondBytes, flags);
     }
-    output_result_t Unlock(void* first, uint32_t firstBytes, void* second, uint32_t secondBytes) override {
-        const output_result_t result = real->Unlock(first, firstBytes, second, secondBytes);
-        return Fails(fault_t::device) ? DSERR_GENERIC : result;
-    }
-    output_result_t Play(uint32_t reserved, uint32_t priority, uint32_t flags) override {
-        return Fails(fault_t::device) ? DSERR_GENERIC : real->Play(reserved, priority, flags);
-    }
-    output_result_t Stop() override { return Fails(fault_t::device) ? DSERR_GENERIC : real->Stop(); }
+    static bool DeviceRefuses() { return Fails(fault_t::device); }
 
   private:
-    IDirectSoundBuffer* real;
-};
-
-class FaultyDevice_t final : public IDirectSound {
-  public:
-    explicit FaultyDevice_t(IDirectSound* behind) : real(behind) {}
-
-    uint32_t Release() override {
-        real->Release();
-        delete this;
-        return 0;
-    }
-    output_result_t SetCooperativeLevel(void* window, uint32_t level) override {
-        return Fails(fault_t::device) ? DSERR_GENERIC : real->SetCooperativeLevel(window, level);
-    }
-    output_result_t GetCaps(DSCAPS* caps) override {
-        return Fails(fault_t::device) ? DSERR_GENERIC : real->GetCaps(caps);
-    }
-    output_result_t CreateSoundBuffer(const DSBUFFERDESC* description, IDirectSoundBuffer** buffer,
-                                      void* outer) override {
-        if (Fails(fault_t::device)) return DSERR_GENERIC;
-        const output_result_t result = real->CreateSoundBuffer(description, buffer, outer);
-        if (result == outputOk) *buffer = Wrapped(new (std::nothrow) FaultyBuffer_t(*buffer), *buffer);
-        return result;
-    }
-
-    // Without memory for the wrapping the call goes unwatched.
-    template <typename Wrapping, typename Interface>
-    static Interface* Wrapped(Wrapping* wrapping, Interface* real) {
-        return wrapping ? wrapping : real;
-    }
-
-  private:
-    IDirectSound* real;
+    bool Refuses() override { return Fails(fault_t::device); }
 };
 
 }  // namespace
@@ -148,8 +88,7 @@ RINGMIX_WRAPPED(output_result_t, _Z17DirectSoundCreatePKvPP12IDirectSoundPv,
     if (Fails(fault_t::device)) return DSERR_GENERIC;
     const output_result_t result =
         __real__Z17DirectSoundCreatePKvPP12IDirectSoundPv(device, directSound, outer);
-    if (result == outputOk)
-        *directSound = FaultyDevice_t::Wrapped(new (std::nothrow) FaultyDevice_t(*directSound), *directSound);
+    if (result == outputOk) *directSound = InterposedDevice_t<FaultyBuffer_t>::Before(*directSound);
     return result;
 }
 
