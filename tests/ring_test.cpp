@@ -88,13 +88,6 @@ TEST_F(Ring_t, StretchesComeOutInOrder) {
     EXPECT_EQ(Convert(52912, 0).size(), 0u);
 }
 
-TEST_F(Ring_t, FreshRingIsSilent) {
-    EXPECT_EQ(ringClear, 36536u);
-    for (const uint32_t start : {0u, 32768u - 8, 52920u - 16384}) {
-        EXPECT_EQ(Convert(start, 8188), std::vector<int16_t>(2 * 8188)) << start;
-    }
-}
-
 // Exactly the entries from ringClear on lose their content, and both cursors move alike.
 TEST_F(Ring_t, ClearsWhatTheCursorPasses) {
     const struct {
