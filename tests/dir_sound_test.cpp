@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <numeric>
 #include <optional>
 #include <string>
 #include <vector>
@@ -142,24 +140,6 @@ TEST_F(Cursors_t, FreeAndQueuedBytes) {
         const lines_t jumpLine{"Primary buffer jump ... " + std::to_string(row.jump) + "\n"};
         EXPECT_EQ(TakeDebugLines(), row.jump ? jumpLine : lines_t{});
     }
-}
-
-TEST_F(Cursors_t, WritesSplitAtTheEnd) {
-    Open(32768, false);
-    std::vector<uint8_t> source(16), want(32768);
-    std::iota(source.begin(), source.end(), uint8_t{1});
-    device->writePosition = 32760;
-    EXPECT_TRUE(device->WriteBytes(source.data(), 16));
-    EXPECT_EQ(device->writePosition, 8u);
-    std::copy_n(source.begin(), 8, want.end() - 8);
-    std::copy_n(source.begin() + 8, 8, want.begin());
-    EXPECT_EQ(platform::ManualBufferBytes(), want);
-    device->writePosition = 32760;
-    EXPECT_TRUE(device->WriteBytes(source.data(), 8));
-    EXPECT_EQ(device->writePosition, 0u) << "ends on the end";
-    EXPECT_EQ(platform::ManualBufferBytes(), want);
-    EXPECT_TRUE(device->WriteBytes(source.data(), 0));
-    EXPECT_EQ(device->writePosition, 0u);
 }
 
 // What each of the three does about a device that refuses, and about a buffer that is lost: how it answers,

@@ -55,34 +55,43 @@ bool DisarmFault() {
 }
 
 // The names are the linker's: __wrap_ and __real_ before the mangled name.
-extern "C" {
-
 #define RINGMIX_WRAPPED(result, name, parameters) \
     result __real_##name parameters;              \
     result __wrap_##name parameters;              \
     result __wrap_##name parameters
 
-RINGMIX_WRAPPED(uint8_t*, _ZN8platform12ReservePagesEm, (std::size_t bytes)) {
-    return Fails(fault_t::reserve) ? nullptr : __real__ZN8platform12ReservePagesEm(bytes);
-}
-RINGMIX_WRAPPED(uint8_t*, _ZN8platform17AllocateZeroPagesEm, (std::size_t bytes)) {
-    return Fails(fault_t::reserve) ? nullptr : __real__ZN8platform17AllocateZeroPagesEm(bytes);
-}
-RINGMIX_WRAPPED(bool, _ZN8platform11CommitPagesEPhm, (uint8_t * first, std::size_t bytes)) {
-    return !Fails(fault_t::commit) && __real__ZN8platform11CommitPagesEPhm(first, bytes);
-}
-RINGMIX_WRAPPED(bool, _ZN8platform13DecommitPagesEPhm, (uint8_t * first, std::size_t bytes)) {
-    return !Fails(fault_t::decommit) && __real__ZN8platform13DecommitPagesEPhm(first, bytes);
-}
-RINGMIX_WRAPPED(void*, _ZN8platform11StartThreadEPFvPvES0_, (void (*body)(void*), void* argument)) {
-    return Fails(fault_t::thread) ? nullptr : __real__ZN8platform11StartThreadEPFvPvES0_(body, argument);
-}
-RINGMIX_WRAPPED(bool, _ZN8platform7Event_t6CreateEv, (platform::Event_t * event)) {
-    return !Fails(fault_t::event) && __real__ZN8platform7Event_t6CreateEv(event);
-}
-RINGMIX_WRAPPED(FILE*, _ZN8platform15OpenRegularFileEPKc, (const char* path)) {
-    return Fails(fault_t::openFile) ? nullptr : __real__ZN8platform15OpenRegularFileEPKc(path);
-}
+#define RINGMIX_FAULTY(kind, failure, result, name, parameters, arguments) \
+    RINGMIX_WRAPPED(result, name, parameters) {                            \
+        return Fails(fault_t::kind) ? failure : __real_##name arguments;   \
+    }
+
+extern "C" {
+
+RINGMIX_FAULTY(reserve, nullptr, uint8_t*, _ZN8platform12ReservePagesEm, (std::size_t bytes), (bytes))
+RINGMIX_FAULTY(reserve, nullptr, uint8_t*, _ZN8platform17AllocateZeroPagesEm, (std::size_t bytes), (bytes))
+RINGMIX_FAULTY(commit, false, bool, _ZN8platform11CommitPagesEPhm, (uint8_t * first, std::size_t bytes),
+               (first, bytes))
+RINGMIX_FAULTY(decommit, false, bool, _ZN8platform13DecommitPagesEPhm, (uint8_t * first, std::size_t bytes),
+               (first, bytes))
+RINGMIX_FAULTY(thread, nullptr, void*, _ZN8platform11StartThreadEPFvPvES0_,
+               (void (*body)(void*), void* argument), (body, argument))
+RINGMIX_FAULTY(event, false, bool, _ZN8platform7Event_t6CreateEv, (platform::Event_t * event), (event))
+RINGMIX_FAULTY(openFile, nullptr, FILE*, _ZN8platform15OpenRegularFileEPKc, (const char* path), (path))
+RINGMIX_FAULTY(openFile, nullptr, FILE*, fopen, (const char* path, const char* mode), (path, mode))
+RINGMIX_FAULTY(readFile, 0, std::size_t, fread, (void* to, std::size_t size, std::size_t count, FILE* file),
+               (to, size, count, file))
+RINGMIX_FAULTY(seekFile, -1, int, fseek, (FILE * file, long offset, int whence), (file, offset, whence))
+RINGMIX_FAULTY(seekFile, -1, int, fseeko, (FILE * file, off_t offset, int whence), (file, offset, whence))
+RINGMIX_FAULTY(allocation, throw std::bad_alloc(), void*, _Znwm, (std::size_t bytes), (bytes))
+RINGMIX_FAULTY(allocation, throw std::bad_alloc(), void*, _Znam, (std::size_t bytes), (bytes))
+RINGMIX_FAULTY(allocation, nullptr, void*, _ZnwmRKSt9nothrow_t,
+               (std::size_t bytes, const std::nothrow_t& tag), (bytes, tag))
+RINGMIX_FAULTY(allocation, nullptr, void*, _ZnamRKSt9nothrow_t,
+               (std::size_t bytes, const std::nothrow_t& tag), (bytes, tag))
+RINGMIX_FAULTY(allocation, nullptr, void*, _ZnwmSt11align_val_tRKSt9nothrow_t,
+               (std::size_t bytes, std::align_val_t alignment, const std::nothrow_t& tag),
+               (bytes, alignment, tag))
+
 RINGMIX_WRAPPED(output_result_t, _Z17DirectSoundCreatePKvPP12IDirectSoundPv,
                 (const void* device, IDirectSound** directSound, void* outer)) {
     if (Fails(fault_t::device)) return DSERR_GENERIC;
@@ -90,38 +99,5 @@ RINGMIX_WRAPPED(output_result_t, _Z17DirectSoundCreatePKvPP12IDirectSoundPv,
         __real__Z17DirectSoundCreatePKvPP12IDirectSoundPv(device, directSound, outer);
     if (result == outputOk) *directSound = InterposedDevice_t<FaultyBuffer_t>::Before(*directSound);
     return result;
-}
-
-RINGMIX_WRAPPED(FILE*, fopen, (const char* path, const char* mode)) {
-    return Fails(fault_t::openFile) ? nullptr : __real_fopen(path, mode);
-}
-RINGMIX_WRAPPED(std::size_t, fread, (void* to, std::size_t size, std::size_t count, FILE* file)) {
-    return Fails(fault_t::readFile) ? 0 : __real_fread(to, size, count, file);
-}
-RINGMIX_WRAPPED(int, fseek, (FILE * file, long offset, int whence)) {
-    return Fails(fault_t::seekFile) ? -1 : __real_fseek(file, offset, whence);
-}
-RINGMIX_WRAPPED(int, fseeko, (FILE * file, off_t offset, int whence)) {
-    return Fails(fault_t::seekFile) ? -1 : __real_fseeko(file, offset, whence);
-}
-
-RINGMIX_WRAPPED(void*, _Znwm, (std::size_t bytes)) {
-    if (Fails(fault_t::allocation)) throw std::bad_alloc();
-    return __real__Znwm(bytes);
-}
-RINGMIX_WRAPPED(void*, _Znam, (std::size_t bytes)) {
-    if (Fails(fault_t::allocation)) throw std::bad_alloc();
-    return __real__Znam(bytes);
-}
-RINGMIX_WRAPPED(void*, _ZnwmRKSt9nothrow_t, (std::size_t bytes, const std::nothrow_t& tag)) {
-    return Fails(fault_t::allocation) ? nullptr : __real__ZnwmRKSt9nothrow_t(bytes, tag);
-}
-RINGMIX_WRAPPED(void*, _ZnamRKSt9nothrow_t, (std::size_t bytes, const std::nothrow_t& tag)) {
-    return Fails(fault_t::allocation) ? nullptr : __real__ZnamRKSt9nothrow_t(bytes, tag);
-}
-RINGMIX_WRAPPED(void*, _ZnwmSt11align_val_tRKSt9nothrow_t,
-                (std::size_t bytes, std::align_val_t alignment, const std::nothrow_t& tag)) {
-    return Fails(fault_t::allocation) ? nullptr
-                                      : __real__ZnwmSt11align_val_tRKSt9nothrow_t(bytes, alignment, tag);
 }
 }

@@ -213,6 +213,7 @@ TEST(BinaryStream, AStreamInErrorStoresNoNumberAndOnlyTheTerminatorOfAText) {
     stream.ReadChar(first);
     EXPECT_EQ('\0', first);
     EXPECT_EQ(2u, stream.error);  // nothing clears it
+    EXPECT_EQ(2u, stream.ErrorBit1() | stream.ErrorBit2() | stream.ErrorBit4());
 }
 
 TEST(BinaryStream, AFailedReadTakesNothingOrSaysSo) {
