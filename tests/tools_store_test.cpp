@@ -21,47 +21,6 @@ class Store : public ToolTest {
     }
 };
 
-// 64 voices, too soft to clip: straight, looped, queued, at many pitches, from the beginning and from block
-// starts.
-std::string ManyVoices() {
-    std::string events;
-    for (int i = 0; i < 64; ++i) {
-        const std::string name(1, static_cast<char>('a' + i % 3));
-        const int blockFrames = name == "b" ? 2041 : 1017;
-        const double frequencies[] = {1.0, 0.7, 1.5, 2.0, 0.25};
-        events += "[[event]]\nat = " + std::to_string(0.013 * (i % 23)) + "\nvoice = \"v" +
-                  std::to_string(i) + "\"\nsound = \"" + name + "\"\n";
-        if (i % 6 != 0) {  // the others at full volume and pitch
-            events += "volume = [" + std::to_string(0.1 + 0.005 * i) + ", 0.3]\n";
-            events += "frequency = " + std::to_string(frequencies[i % 5]) + "\n";
-        }
-        if (i % 4 == 0) events += "loop = true\n";
-        if (i % 7 == 0) events += "queue = [\"c\", \"a\", \"b\"]\n";
-        if (i % 2 == 0) events += "position = " + std::to_string(blockFrames * (i % 4)) + "\n";
-        events += "do = \"play\"\n";
-    }
-    return events;
-}
-
-TEST_F(Store, AdpcmVoicesSoundLikeTheirDecodedSounds) {
-    const std::string head = "duration = 0.8\nworst_case_frame_rate = 30\n", events = ManyVoices();
-    std::string stored = head, decoded = head;
-    for (const std::string name : {"a", "b", "c"}) {
-        stored += Sound(name + ".wav", "store = \"adpcm\"\n");
-        RunWell("import " + name + ".wav x.isn");
-        RunWell("export x.isn decoded-" + name + ".wav");
-        decoded += Sound("decoded-" + name + ".wav", "name = \"" + name + "\"\nstore = \"pcm\"\n");
-    }
-    const std::string first = Rendered(stored + events);
-    EXPECT_TRUE(Rendered(stored + events) == first) << "a second run differs";
-    const std::string twin = Rendered(decoded + events);
-    ASSERT_EQ(first.size(), twin.size());
-    const auto [least, most] = std::ranges::minmax(Samples("out.wav"));
-    EXPECT_TRUE(least < -1000 && most > 1000 && most < 32767) << "clipping hides differences";
-    const auto [one, other] = std::mismatch(first.begin(), first.end(), twin.begin());
-    EXPECT_EQ(one, first.end()) << "differs in frame " << (one - first.begin() - 44) / 4;
-}
-
 // An archive's sounds bear their own names, and sound as they do from their files.
 TEST_F(Store, ArchivesAreLoadedWhole) {
     const std::string events =

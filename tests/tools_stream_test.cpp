@@ -29,49 +29,28 @@ class SceneStreams : public ToolTest {
     run_t last;
 };
 
-constexpr char events[] = R"(
-[[event]]
-at = 0.0
-voice = "1"
-sound = "a"
-queue = ["c", "b"]
-loop = true
-volume = [0.2, 0.1]
-do = "play"
-[[event]]
-at = 0.1
-voice = "2"
-sound = "c"
-frequency = 0.7
-volume = [0.1, 0.2]
-position = 4068
-do = "play"
-[[event]]
-at = 0.2
-sound = "b"
-do = "one-shot"
-[[event]]
-at = 0.4
-voice = "2"
-position = 2034
-[[event]]
-at = 0.5
-voice = "1"
-do = "free"
-)";
+// In front of all tables.
+const std::string events =
+    "event = [\n"
+    "{ at = 0.0, voice = \"1\", sound = \"a\", queue = [\"c\", \"b\"], loop = true, volume = [0.2, 0.1], do "
+    "= \"play\" },\n"
+    "{ at = 0.1, voice = \"2\", sound = \"c\", frequency = 0.7, volume = [0.1, 0.2], position = 4068, do = "
+    "\"play\" },\n"
+    "{ at = 0.2, sound = \"b\", do = \"one-shot\" },\n"
+    "{ at = 0.4, voice = \"2\", position = 2034 },\n"
+    "{ at = 0.5, voice = \"1\", do = \"free\" }]\n";
 
 // The look-ahead covers a tick: streams sound as their twins in memory do, whoever loads.
 TEST_F(SceneStreams, SoundAsInMemory) {
-    const std::string head = "duration = 0.9\nworst_case_frame_rate = 30\n";
+    const std::string head = "duration = 0.9\nworst_case_frame_rate = 30\n" + events;
     for (const auto& [stream, twin] : {std::pair("stream", "pcm"), std::pair("adpcm-stream", "adpcm")}) {
-        const std::string wanted = Render(head + Sounds(twin) + events);
+        const std::string wanted = Render(head + Sounds(twin));
         EXPECT_EQ(last.out.find("no streams"), last.out.find('\n') + 1);
         for (const char* loader : {"", "[loader]\nmode = \"each-frame\"\n", "[loader]\nmode = \"thread\"\n",
                                    "[loader]\nmode = \"delayed\"\ndelay_frames = 0\n"}) {
             for (const auto& [pageBytes, pagesAhead] : {std::pair(4096, 32), std::pair(65536, 1)}) {
                 SCOPED_TRACE(std::string(stream) + " " + loader);
-                EXPECT_TRUE(Render(head + Memory(pageBytes, pagesAhead) + loader + Sounds(stream) + events) ==
-                            wanted);
+                EXPECT_TRUE(Render(head + Memory(pageBytes, pagesAhead) + loader + Sounds(stream)) == wanted);
             }
         }
     }
@@ -80,17 +59,16 @@ TEST_F(SceneStreams, SoundAsInMemory) {
 // A look-ahead that is too short for a tick loses the same frames whoever loads, in every run, also where the
 // first passes find nothing to do.
 TEST_F(SceneStreams, LateFramesAreTheSameEveryTime) {
-    const std::string head = "duration = 0.9\nframe_rate = 12\n" + Memory(4096, 1);
     std::string late = events;
     late.replace(late.find("0.0"), 3, "0.3");
     for (const auto& [stream, played] :
-         {std::pair("stream", std::string(events)), std::pair("adpcm-stream", std::string(events)),
-          std::pair("stream", late)}) {
-        const std::string body = Sounds(stream) + played, first = Render(head + body);
-        const std::string table = last.out;
-        EXPECT_NE(first, Render("duration = 0.9\nframe_rate = 12\n" + body));
+         {std::pair("stream", events), std::pair("adpcm-stream", events), std::pair("stream", late)}) {
+        const std::string head = "duration = 0.9\nframe_rate = 12\n" + played, sounds = Sounds(stream);
+        const std::string first = Render(head + Memory(4096, 1) + sounds), table = last.out;
+        EXPECT_NE(first, Render(head + sounds));
         for (const char* loader : {"thread", "each-frame", "thread"}) {
-            EXPECT_TRUE(Render(head + "[loader]\nmode = \"" + loader + "\"\n" + body) == first);
+            EXPECT_TRUE(Render(head + Memory(4096, 1) + "[loader]\nmode = \"" + loader + "\"\n" + sounds) ==
+                        first);
             EXPECT_EQ(last.out, table);
         }
     }
