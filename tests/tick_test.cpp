@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "engine_fixture.h"
+#include "platform/event.h"
 
 namespace {
 
@@ -76,7 +77,26 @@ TEST_F(Tick_t, StartOutcomes) {
             EXPECT_EQ(voice->ringPosition, base + mixHorizon);
             EXPECT_TRUE(voice->isPlaying);
         }
+        // Timed by two readings of the host, one count apart.
+        const bool isTimed = row.cost == 0 && row.rewind == 0;
+        EXPECT_FLOAT_EQ(voices[0]->GetMixCost(), isTimed ? 1e-7f / 2060 : row.cost);
     }
+}
+
+TEST_F(Tick_t, AVoiceWithoutSoundEnds) {
+    Begin();
+    platform::Event_t ended;
+    ended.Create();
+    Voice_t* voice = MakeSound("long", 30'000, {}, Ramp)->CreateCompatibleVoice(0);
+    voice->completionEvent = &ended;
+    voice->Play();
+    MixVoices();
+    EXPECT_TRUE(voice->isPlaying);
+    voice->totalLength = 0;
+    Play(735);
+    MixVoices();
+    EXPECT_FALSE(voice->isPlaying);
+    EXPECT_EQ(ended.Wait(0), platform::waitSignalled);
 }
 
 // A chunk of less than a frame would never come to an end.
