@@ -4,12 +4,10 @@
 
 #include <gtest/gtest.h>
 #include <sndfile.h>
-#include <unistd.h>
 #include <wordexp.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -21,6 +19,7 @@
 #include <vector>
 
 #include "core/settings.h"
+#include "tests/scratch_folder.h"
 #include "tools/commands.h"
 
 constexpr int wave16 = SF_FORMAT_WAV | SF_FORMAT_PCM_16, wave8 = SF_FORMAT_WAV | SF_FORMAT_PCM_U8,
@@ -30,16 +29,10 @@ constexpr int wave16 = SF_FORMAT_WAV | SF_FORMAT_PCM_16, wave8 = SF_FORMAT_WAV |
 class ToolTest : public testing::Test {
   protected:
     ToolTest() {
-        AudioSystem::compressedPageBytes = 16384;  // a scene before may have changed it
-        std::string pattern = (std::filesystem::temp_directory_path() / "ringmix-test-XXXXXX").string();
-        folder = mkdtemp(pattern.data());
-        home = std::filesystem::current_path();
-        std::filesystem::current_path(folder);  // so that messages hold plain names
+        AudioSystem::compressedPageBytes = 16384;     // a scene before may have changed it
+        std::filesystem::current_path(scratch.path);  // so that messages hold plain names
     }
-    ~ToolTest() override {
-        std::filesystem::current_path(home);
-        std::filesystem::remove_all(folder);
-    }
+    ~ToolTest() override { std::filesystem::current_path(home); }
 
     struct run_t {
         int status;
@@ -149,5 +142,6 @@ class ToolTest : public testing::Test {
         }
     }
 
-    std::filesystem::path folder, home;
+    const std::filesystem::path home = std::filesystem::current_path();
+    const ScratchFolder_t scratch;
 };

@@ -84,7 +84,7 @@ class PlayProgramDeathTest : public PlayProgram {
         std::thread ender(end);
         const int status = Run("play a.sn --loop --device null").status;
         ender.join();
-        std::filesystem::remove_all(folder);  // nobody else does, in a process that ends like this
+        std::filesystem::remove_all(scratch.path);  // nobody else does, in a process that ends like this
         if (status != 0) _exit(9);
     }
 };
