@@ -144,6 +144,8 @@ TEST_F(Lifecycle_t, PauseAndResume) {
     DeInitialize();
     EXPECT_LE((platform::ReadCounter() - before) / 10'000, 138u - 10u) << "longer than one time-out";
     EXPECT_EQ(counts.stops, 3u) << "two pauses and the thread's end";
+    EXPECT_EQ(allVoices.count, 0);
+    EXPECT_EQ(GetSound("ramp", "ramp.sn"), nullptr);
 }
 
 TEST_F(Lifecycle_t, OutsideOfAStartEveryCallIsHarmless) {
@@ -168,7 +170,11 @@ TEST_F(Lifecycle_t, OutsideOfAStartEveryCallIsHarmless) {
     EXPECT_TRUE(AudioWrapper_t::IsDirSoundEmulationMode());
     EXPECT_EQ(AudioWrapper_t::GetDSoundObjectPtr(), device->directSound);
     EXPECT_EQ(platform::ManualCounts().window, &window);
-    (void)AudioWrapper_t(AudioWrapper_t());
+    {
+        const AudioWrapper_t wrapper;
+        AudioWrapper_t copy(wrapper);
+        copy = wrapper;
+    }
     EXPECT_TRUE(AudioWrapper_t::IsInitialized()) << "the end of a wrapper is no end of the engine";
     AudioWrapper_t::DeInitialize();
     callAll();

@@ -149,6 +149,7 @@ TEST_F(Adpcm, BadFilesAreToldOf) {
     Write("adpcm.sn", good);
     Write("huge.isn", FormatImaHeader(1u << 30, {"huge", 1, false, true, 1, 0, 1.0f}, UINT32_MAX) +
                           std::string(40, '\0'));
+    Write("field.isn", "IMA_ADPCM_Sound 64 field" + std::string(40, '\0'));
     Write("out.wav", "older");
     Write("out.isn", "older");
     std::vector<refusal_t> refusals = {
@@ -158,8 +159,8 @@ TEST_F(Adpcm, BadFilesAreToldOf) {
         {"import in.wav out.isn --name 'a b'", 2, "--name: "},
         {"export good.isn out.wav --name other", 1, ""},
     };
-    for (const std::string file :
-         {"step.isn", "size.isn", "frames.isn", "cut.isn", "plain.isn", "adpcm.sn", "huge.isn"}) {
+    for (const std::string file : {"step.isn", "size.isn", "frames.isn", "cut.isn", "plain.isn", "adpcm.sn",
+                                   "huge.isn", "field.isn"}) {
         refusals.push_back({"info " + file, 1, file + ": "});
         refusals.push_back({"export " + file + " out.wav", 1, file + ": "});
     }

@@ -193,7 +193,7 @@ TEST_F(Import, DamagedFilesAreImportedOrRefused) {
     std::mt19937 random(seed);
     for (const int format : {wave16, wave24, extensible16, flac16, aiff16, vorbis, waveIma}) {
         const std::string output = format == waveIma ? "out.isn" : "out.sn";
-        WriteAudio("whole", format, 1, format == wave24 ? 48000 : 44100, samples);
+        WriteAudio("whole", format, format == waveIma ? 2 : 1, format == wave24 ? 48000 : 44100, samples);
         const std::string whole = Bytes("whole");
         RunWell("import whole " + output);
         for (int turn = 0; turn < 150; ++turn) {
