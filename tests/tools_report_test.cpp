@@ -235,7 +235,7 @@ TEST_F(Report, WhereResultsGo) {
     ExpectRefused({
         {"render s.toml -o a.out --json a.out", 2, ""},
         {"render s.toml -o a.out --report ./a.out", 2, ""},
-        {"render s.toml -o " + std::filesystem::absolute("a.out").string() + " --json a.out", 2, ""},
+        {"render s.toml -o '" + std::filesystem::absolute("a.out").string() + "' --json a.out", 2, ""},
         {"render s.toml -o - --json -", 2, ""},
         {"render s.toml -o new.wav --json nowhere/x", 1, ""},
         {"render s.toml -o new.wav --json /dev/full", 1, ""},

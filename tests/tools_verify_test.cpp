@@ -105,8 +105,9 @@ TEST_F(Verify, BadDays) {
 // starts into the past with known and at the output with unknown costs. Twice: costs that the first run in a
 // process measured must not move anything.
 TEST_F(Verify, TheGoldenSceneStays) {
+    const std::string golden = RINGMIX_TEST_DATA "/golden/";
     for (int run = 0; run < 2; ++run)
-        RunWell("verify " RINGMIX_TEST_DATA "/golden/scene.toml " RINGMIX_TEST_DATA "/golden/expected.wav");
+        RunWell("verify '" + golden + "scene.toml' '" + golden + "expected.wav'");
 }
 
 }  // namespace
