@@ -7,8 +7,8 @@
 #include <cstdio>
 #include <new>
 
+#include "interposed_device.h"
 #include "platform/event.h"
-#include "platform/sound_output.h"
 
 namespace {
 
@@ -24,78 +24,18 @@ bool Fails(fault_t kind) {
     return true;
 }
 
-class FaultyBuffer_t final : public IDirectSoundBuffer {
+class FaultyBuffer_t final : public InterposedBuffer_t {
   public:
-    explicit FaultyBuffer_t(IDirectSoundBuffer* behind) : real(behind) {}
-
-    uint32_t Release() override {
-        real->Release();
-        delete this;
-        return 0;
-    }
-    output_result_t SetFormat(const WAVEFORMATEX* format) override {
-        return Fails(fault_t::device) ? DSERR_GENERIC : real->SetFormat(format);
-    }
-    output_result_t GetCaps(DSBCAPS* caps) override {
-        return Fails(fault_t::device) ? DSERR_GENERIC : real->GetCaps(caps);
-    }
-    output_result_t GetStatus(uint32_t* status) override {
-        return Fails(fault_t::device) ? DSERR_GENERIC : real->GetStatus(status);
-    }
-    output_result_t Restore() override { return Fails(fault_t::device) ? DSERR_GENERIC : real->Restore(); }
-    output_result_t GetCurrentPosition(uint32_t* playCursor, uint32_t* writeCursor) override {
-        return Fails(fault_t::device) ? DSERR_GENERIC : real->GetCurrentPosition(playCursor, writeCursor);
-    }
+    using InterposedBuffer_t::InterposedBuffer_t;
     output_result_t Lock(uint32_t offset, uint32_t bytes, void** first, uint32_t* firstBytes, void** second,
                          uint32_t* secondBytes, uint32_t flags) override {
         if (Fails(fault_t::lostBuffer)) return DSERR_BUFFERLOST;
-        if (Fails(fault_t::device)) return DSERR_GENERIC;
-        return real->Lock(offset, bytes, first, firstBytes, second, secondBytes, flags);
+        return InterposedBuffer_t::Lock(offset, bytes, first, firstBytes, second, secondBytes, flags);
     }
-    output_result_t Unlock(void* first, uint32_t firstBytes, void* second, uint32_t secondBytes) override {
-        const output_result_t result = real->Unlock(first, firstBytes, second, secondBytes);
-        return Fails(fault_t::device) ? DSERR_GENERIC : result;
-    }
-    output_result_t Play(uint32_t reserved, uint32_t priority, uint32_t flags) override {
-        return Fails(fault_t::device) ? DSERR_GENERIC : real->Play(reserved, priority, flags);
-    }
-    output_result_t Stop() override { return Fails(fault_t::device) ? DSERR_GENERIC : real->Stop(); }
+    static bool DeviceRefuses() { return Fails(fault_t::device); }
 
   private:
-    IDirectSoundBuffer* real;
-};
-
-class FaultyDevice_t final : public IDirectSound {
-  public:
-    explicit FaultyDevice_t(IDirectSound* behind) : real(behind) {}
-
-    uint32_t Release() override {
-        real->Release();
-        delete this;
-        return 0;
-    }
-    output_result_t SetCooperativeLevel(void* window, uint32_t level) override {
-        return Fails(fault_t::device) ? DSERR_GENERIC : real->SetCooperativeLevel(window, level);
-    }
-    output_result_t GetCaps(DSCAPS* caps) override {
-        return Fails(fault_t::device) ? DSERR_GENERIC : real->GetCaps(caps);
-    }
-    output_result_t CreateSoundBuffer(const DSBUFFERDESC* description, IDirectSoundBuffer** buffer,
-                                      void* outer) override {
-        if (Fails(fault_t::device)) return DSERR_GENERIC;
-        const output_result_t result = real->CreateSoundBuffer(description, buffer, outer);
-        if (result == outputOk) *buffer = Wrapped(new (std::nothrow) FaultyBuffer_t(*buffer), *buffer);
-        return result;
-    }
-
-    // Without memory for the wrapping the call goes unwatched.
-    template <typename Wrapping, typename Interface>
-    static Interface* Wrapped(Wrapping* wrapping, Interface* real) {
-        return wrapping ? wrapping : real;
-    }
-
-  private:
-    IDirectSound* real;
+    bool Refuses() override { return Fails(fault_t::device); }
 };
 
 }  // namespace
@@ -115,77 +55,50 @@ bool DisarmFault() {
 }
 
 // The names are the linker's: __wrap_ and __real_ before the mangled name.
-extern "C" {
-
 #define RINGMIX_WRAPPED(result, name, parameters) \
     result __real_##name parameters;              \
     result __wrap_##name parameters;              \
     result __wrap_##name parameters
 
-RINGMIX_WRAPPED(uint8_t*, _ZN8platform12ReservePagesEm, (std::size_t bytes)) {
-    return Fails(fault_t::reserve) ? nullptr : __real__ZN8platform12ReservePagesEm(bytes);
-}
-RINGMIX_WRAPPED(uint8_t*, _ZN8platform17AllocateZeroPagesEm, (std::size_t bytes)) {
-    return Fails(fault_t::reserve) ? nullptr : __real__ZN8platform17AllocateZeroPagesEm(bytes);
-}
-RINGMIX_WRAPPED(uint8_t*, _ZN8platform17AllocateHugePagesEm, (std::size_t bytes)) {
-    return Fails(fault_t::reserve) ? nullptr : __real__ZN8platform17AllocateHugePagesEm(bytes);
-}
-RINGMIX_WRAPPED(bool, _ZN8platform11CommitPagesEPhm, (uint8_t * first, std::size_t bytes)) {
-    return !Fails(fault_t::commit) && __real__ZN8platform11CommitPagesEPhm(first, bytes);
-}
-RINGMIX_WRAPPED(bool, _ZN8platform13DecommitPagesEPhm, (uint8_t * first, std::size_t bytes)) {
-    return !Fails(fault_t::decommit) && __real__ZN8platform13DecommitPagesEPhm(first, bytes);
-}
-RINGMIX_WRAPPED(void*, _ZN8platform11StartThreadEPFvPvES0_, (void (*body)(void*), void* argument)) {
-    return Fails(fault_t::thread) ? nullptr : __real__ZN8platform11StartThreadEPFvPvES0_(body, argument);
-}
-RINGMIX_WRAPPED(bool, _ZN8platform7Event_t6CreateEv, (platform::Event_t * event)) {
-    return !Fails(fault_t::event) && __real__ZN8platform7Event_t6CreateEv(event);
-}
-RINGMIX_WRAPPED(FILE*, _ZN8platform15OpenRegularFileEPKc, (const char* path)) {
-    return Fails(fault_t::openFile) ? nullptr : __real__ZN8platform15OpenRegularFileEPKc(path);
-}
+#define RINGMIX_FAULTY(kind, failure, result, name, parameters, arguments) \
+    RINGMIX_WRAPPED(result, name, parameters) {                            \
+        return Fails(fault_t::kind) ? failure : __real_##name arguments;   \
+    }
+
+extern "C" {
+
+RINGMIX_FAULTY(reserve, nullptr, uint8_t*, _ZN8platform12ReservePagesEm, (std::size_t bytes), (bytes))
+RINGMIX_FAULTY(reserve, nullptr, uint8_t*, _ZN8platform17AllocateZeroPagesEm, (std::size_t bytes), (bytes))
+RINGMIX_FAULTY(reserve, nullptr, uint8_t*, _ZN8platform17AllocateHugePagesEm, (std::size_t bytes), (bytes))
+RINGMIX_FAULTY(commit, false, bool, _ZN8platform11CommitPagesEPhm, (uint8_t * first, std::size_t bytes),
+               (first, bytes))
+RINGMIX_FAULTY(decommit, false, bool, _ZN8platform13DecommitPagesEPhm, (uint8_t * first, std::size_t bytes),
+               (first, bytes))
+RINGMIX_FAULTY(thread, nullptr, void*, _ZN8platform11StartThreadEPFvPvES0_,
+               (void (*body)(void*), void* argument), (body, argument))
+RINGMIX_FAULTY(event, false, bool, _ZN8platform7Event_t6CreateEv, (platform::Event_t * event), (event))
+RINGMIX_FAULTY(openFile, nullptr, FILE*, _ZN8platform15OpenRegularFileEPKc, (const char* path), (path))
+RINGMIX_FAULTY(openFile, nullptr, FILE*, fopen, (const char* path, const char* mode), (path, mode))
+RINGMIX_FAULTY(readFile, 0, std::size_t, fread, (void* to, std::size_t size, std::size_t count, FILE* file),
+               (to, size, count, file))
+RINGMIX_FAULTY(seekFile, -1, int, fseek, (FILE * file, long offset, int whence), (file, offset, whence))
+RINGMIX_FAULTY(seekFile, -1, int, fseeko, (FILE * file, off_t offset, int whence), (file, offset, whence))
+RINGMIX_FAULTY(allocation, throw std::bad_alloc(), void*, _Znwm, (std::size_t bytes), (bytes))
+RINGMIX_FAULTY(allocation, throw std::bad_alloc(), void*, _Znam, (std::size_t bytes), (bytes))
+RINGMIX_FAULTY(allocation, nullptr, void*, _ZnwmRKSt9nothrow_t,
+               (std::size_t bytes, const std::nothrow_t& tag), (bytes, tag))
+RINGMIX_FAULTY(allocation, nullptr, void*, _ZnamRKSt9nothrow_t,
+               (std::size_t bytes, const std::nothrow_t& tag), (bytes, tag))
+RINGMIX_FAULTY(allocation, nullptr, void*, _ZnwmSt11align_val_tRKSt9nothrow_t,
+               (std::size_t bytes, std::align_val_t alignment, const std::nothrow_t& tag),
+               (bytes, alignment, tag))
+
 RINGMIX_WRAPPED(output_result_t, _Z17DirectSoundCreatePKvPP12IDirectSoundPv,
                 (const void* device, IDirectSound** directSound, void* outer)) {
     if (Fails(fault_t::device)) return DSERR_GENERIC;
     const output_result_t result =
         __real__Z17DirectSoundCreatePKvPP12IDirectSoundPv(device, directSound, outer);
-    if (result == outputOk)
-        *directSound = FaultyDevice_t::Wrapped(new (std::nothrow) FaultyDevice_t(*directSound), *directSound);
+    if (result == outputOk) *directSound = InterposedDevice_t<FaultyBuffer_t>::Before(*directSound);
     return result;
-}
-
-RINGMIX_WRAPPED(FILE*, fopen, (const char* path, const char* mode)) {
-    return Fails(fault_t::openFile) ? nullptr : __real_fopen(path, mode);
-}
-RINGMIX_WRAPPED(std::size_t, fread, (void* to, std::size_t size, std::size_t count, FILE* file)) {
-    return Fails(fault_t::readFile) ? 0 : __real_fread(to, size, count, file);
-}
-RINGMIX_WRAPPED(int, fseek, (FILE * file, long offset, int whence)) {
-    return Fails(fault_t::seekFile) ? -1 : __real_fseek(file, offset, whence);
-}
-RINGMIX_WRAPPED(int, fseeko, (FILE * file, off_t offset, int whence)) {
-    return Fails(fault_t::seekFile) ? -1 : __real_fseeko(file, offset, whence);
-}
-
-RINGMIX_WRAPPED(void*, _Znwm, (std::size_t bytes)) {
-    if (Fails(fault_t::allocation)) throw std::bad_alloc();
-    return __real__Znwm(bytes);
-}
-RINGMIX_WRAPPED(void*, _Znam, (std::size_t bytes)) {
-    if (Fails(fault_t::allocation)) throw std::bad_alloc();
-    return __real__Znam(bytes);
-}
-RINGMIX_WRAPPED(void*, _ZnwmRKSt9nothrow_t, (std::size_t bytes, const std::nothrow_t& tag)) {
-    return Fails(fault_t::allocation) ? nullptr : __real__ZnwmRKSt9nothrow_t(bytes, tag);
-}
-RINGMIX_WRAPPED(void*, _ZnamRKSt9nothrow_t, (std::size_t bytes, const std::nothrow_t& tag)) {
-    return Fails(fault_t::allocation) ? nullptr : __real__ZnamRKSt9nothrow_t(bytes, tag);
-}
-RINGMIX_WRAPPED(void*, _ZnwmSt11align_val_tRKSt9nothrow_t,
-                (std::size_t bytes, std::align_val_t alignment, const std::nothrow_t& tag)) {
-    return Fails(fault_t::allocation) ? nullptr
-                                      : __real__ZnwmSt11align_val_tRKSt9nothrow_t(bytes, alignment, tag);
 }
 }

@@ -132,15 +132,11 @@ class HostFault : public Fault_t {
     }
 
     static void ExpectHonest(const result_t& result, problem_t also = problem_t::none) {
-        const problem_t honest[] = {also,
-                                    problem_t::none,
-                                    problem_t::outOfMemory,
-                                    problem_t::deadHandle,
-                                    problem_t::notFound,
-                                    problem_t::nothingToPlay,
-                                    problem_t::full};
-        EXPECT_NE(std::find(std::begin(honest), std::end(honest), result.problem), std::end(honest))
-            << static_cast<int>(result.problem) << ": " << result.text;
+        for (const problem_t honest : {also, problem_t::none, problem_t::outOfMemory, problem_t::deadHandle,
+                                       problem_t::notFound, problem_t::nothingToPlay, problem_t::full}) {
+            if (result.problem == honest) return;
+        }
+        ADD_FAILURE() << static_cast<int>(result.problem) << ": " << result.text;
     }
 
     void LoadAll() {

@@ -35,11 +35,10 @@ constexpr uint32_t mono = AUXCAPS_VOLUME, stereo = AUXCAPS_VOLUME | AUXCAPS_LRVO
 constexpr int none = -1;
 
 TEST(HardwareVolume, FindsTheFirstLineWithTheWord) {
-    struct row_t {
+    const struct {
         std::vector<invented_line_t> lines;
         int master, wave;
-    };
-    const row_t rows[] = {
+    } rows[] = {
         {{}, none, none},
         {{{"Master", mono, 0}, {"Wave", mono, 0}}, 0, 1},
         {{{"wavetable", mono, 0}, {"remastered", mono, 0}}, 1, 0},
@@ -49,7 +48,7 @@ TEST(HardwareVolume, FindsTheFirstLineWithTheWord) {
         {{{"Master", AUXCAPS_LRVOLUME, 0}}, none, none},
         {{{"Master Wave", stereo, 0}}, 0, 0},
     };
-    for (const row_t& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(testing::PrintToString(&row - rows));
         for (const auto& [which, want] :
              {std::pair(volume_line_t::master, row.master), {volume_line_t::wave, row.wave}}) {
@@ -65,40 +64,39 @@ TEST(HardwareVolume, FindsTheFirstLineWithTheWord) {
 }
 
 TEST(HardwareVolume, Arithmetic) {
-    struct set_t {
+    constexpr float unit = 1.5259022e-05f;
+    const struct {
         float volume;
         uint32_t mono, stereo;
-    };
-    const set_t sets[] = {{1.0f, 65535, 0xFFFFFFFF},
-                          {0.5f, 32767, 0x7FFF7FFF},
-                          {0.0f, 0, 0},
-                          {-1.0f, 0, 0},
-                          {3.0f, 65535, 0xFFFFFFFF},
-                          {NAN, 0, 0},
-                          {INFINITY, 65535, 0xFFFFFFFF},
-                          {1.5f / 65535, 1, 0x00010001}};
-    for (const set_t& row : sets) {
+    } sets[] = {{1.0f, 65535, 0xFFFFFFFF},
+                {0.5f, 32767, 0x7FFF7FFF},
+                {0.0f, 0, 0},
+                {-1.0f, 0, 0},
+                {3.0f, 65535, 0xFFFFFFFF},
+                {NAN, 0, 0},
+                {INFINITY, 65535, 0xFFFFFFFF},
+                {1.5f / 65535, 1, 0x00010001}};
+    for (const auto& row : sets) {
         InventedLines_t mixer({{"Master", mono, 5}, {"Wave", stereo, 5}});
         EXPECT_TRUE(SetLineVolume(mixer, volume_line_t::master, row.volume));
         EXPECT_TRUE(SetLineVolume(mixer, volume_line_t::wave, row.volume));
         EXPECT_EQ(mixer.lines[0].volume, row.mono) << row.volume;
         EXPECT_EQ(mixer.lines[1].volume, row.stereo) << row.volume;
     }
-    struct get_t {
+    const struct {
         uint32_t volume;
         float mono, stereo;
-    };
-    const get_t gets[] = {{0x0000FFFF, 1.0f, 32767 * 1.5259022e-05f},
-                          {0xFFFF0000, 0.0f, 32767 * 1.5259022e-05f},
-                          {0x00030001, 1.5259022e-05f, 2 * 1.5259022e-05f},
-                          {0xFFFFFFFF, 1.0f, 1.0f}};
-    for (const get_t& row : gets) {
+    } gets[] = {{0x0000FFFF, 1.0f, 32767 * unit},
+                {0xFFFF0000, 0.0f, 32767 * unit},
+                {0x00030001, unit, 2 * unit},
+                {0xFFFFFFFF, 1.0f, 1.0f}};
+    for (const auto& row : gets) {
         InventedLines_t mixer({{"Master", mono, row.volume}, {"Wave", stereo, row.volume}});
-        float volume = 7;
-        EXPECT_TRUE(GetLineVolume(mixer, volume_line_t::master, &volume));
-        EXPECT_FLOAT_EQ(volume, row.mono);
-        EXPECT_TRUE(GetLineVolume(mixer, volume_line_t::wave, &volume));
-        EXPECT_FLOAT_EQ(volume, row.stereo);
+        float volumes[2] = {7, 7};
+        EXPECT_TRUE(GetLineVolume(mixer, volume_line_t::master, &volumes[0]));
+        EXPECT_TRUE(GetLineVolume(mixer, volume_line_t::wave, &volumes[1]));
+        EXPECT_FLOAT_EQ(volumes[0], row.mono);
+        EXPECT_FLOAT_EQ(volumes[1], row.stereo);
     }
 }
 

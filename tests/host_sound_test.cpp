@@ -8,14 +8,25 @@ namespace {
 
 using namespace ringmix;
 
+using enum problem_t;
+
 class HostSound : public HostFixture_t {
   protected:
+    result_t Load(const std::string& file, const char* archive = nullptr) {
+        return SoundHandle_t::Load(folder.At(file).c_str(), archive, loaded);
+    }
+    result_t LoadFromMemory(const std::string& file, const std::string& image) {
+        return SoundHandle_t::LoadFromMemory(file.c_str(), image.data(), static_cast<uint32_t>(image.size()),
+                                             loaded);
+    }
     // That each word stands in the text.
     static void ExpectSays(const result_t& result, problem_t problem, const std::vector<std::string>& words) {
         EXPECT_EQ(static_cast<int>(result.problem), static_cast<int>(problem)) << result.text;
         for (const std::string& word : words)
             EXPECT_NE(std::string(result.text).find(word), std::string::npos) << word << ": " << result.text;
     }
+
+    SoundHandle_t loaded;  // what was loaded last
 };
 
 TEST_F(HostSound, LoadsSayWhyTheyFail) {
@@ -28,79 +39,68 @@ TEST_F(HostSound, LoadsSayWhyTheyFail) {
         problem_t problem;
         std::vector<std::string> words;
     };
+    const std::string shorter = pcm.substr(0, pcm.size() - 1), whole = std::to_string(pcm.size());
     const case_t cases[] = {
-        {"noextension", pcm, problem_t::badArgument, {"noextension", "extension"}},
-        {"a.wav", pcm, problem_t::badArgument, {"a.wav", "\"wav\"", "ssn", "isn"}},
-        {"a.sn", "", problem_t::unreadable, {"a.sn", "header"}},
-        {"a.sn", ima, problem_t::unreadable, {"a.sn", "header"}},
-        {"a.ssn", pcm.substr(0, 20), problem_t::unreadable, {"a.ssn", "header"}},
-        {"a.sn",
-         pcm.substr(0, pcm.size() - 1),
-         problem_t::unreadable,
-         {"cut short", std::to_string(pcm.size()), std::to_string(pcm.size() - 1)}},
-        {"a.ssn", pcm.substr(0, pcm.size() - 1), problem_t::unreadable, {"cut short"}},
-        {"a.isn", pcm, problem_t::unreadable, {"IMA"}},
-        {"a.isn", ima.substr(0, ima.size() - 1), problem_t::unreadable, {"cut short"}},
-        {"a.iss", badBlocks, problem_t::unreadable, {"blocks of 5"}},
-        {"a.sn", named, problem_t::badArgument, {"name", defaultSoundName}},
+        {"noextension", pcm, badArgument, {"noextension", "extension"}},
+        {"a.wav", pcm, badArgument, {"a.wav", "\"wav\"", "ssn", "isn"}},
+        {"a.sn", "", unreadable, {"a.sn", "header"}},
+        {"a.sn", ima, unreadable, {"a.sn", "header"}},
+        {"a.ssn", pcm.substr(0, 20), unreadable, {"a.ssn", "header"}},
+        {"a.sn", shorter, unreadable, {"cut short", whole, std::to_string(shorter.size())}},
+        {"a.ssn", shorter, unreadable, {"cut short"}},
+        {"a.isn", pcm, unreadable, {"IMA"}},
+        {"a.isn", ima.substr(0, ima.size() - 1), unreadable, {"cut short"}},
+        {"a.iss", badBlocks, unreadable, {"blocks of 5"}},
+        {"a.sn", named, badArgument, {"name", defaultSoundName}},
     };
-    SoundHandle_t sound;
     for (const case_t& row : cases) {
         SCOPED_TRACE(row.file + " of " + std::to_string(row.bytes.size()));
-        sound = {77};
-        ExpectSays(SoundHandle_t::Load(folder.Write(row.file, row.bytes).c_str(), nullptr, sound),
-                   row.problem, row.words);
-        EXPECT_EQ(sound.id, 0u);
-        if (row.file == "a.ssn" || row.file == "a.iss") continue;
-        ExpectSays(SoundHandle_t::LoadFromMemory(row.file.c_str(), row.bytes.data(),
-                                                 static_cast<uint32_t>(row.bytes.size()), sound),
-                   row.problem, row.words);
+        folder.Write(row.file, row.bytes);
+        loaded = {77};
+        ExpectSays(Load(row.file), row.problem, row.words);
+        EXPECT_EQ(loaded.id, 0u);
+        if (row.file != "a.ssn" && row.file != "a.iss")
+            ExpectSays(LoadFromMemory(row.file, row.bytes), row.problem, row.words);
     }
-    ExpectSays(SoundHandle_t::Load(folder.At("none.sn").c_str(), nullptr, sound), problem_t::notFound,
-               {"none.sn", "No such file"});
     mkdir(folder.At("folder.sn").c_str(), 0700);
-    ExpectSays(SoundHandle_t::Load(folder.At("folder.sn").c_str(), nullptr, sound), problem_t::unreadable,
-               {"folder.sn"});
-    ExpectSays(SoundHandle_t::LoadFromMemory("a.ssn", pcm.data(), static_cast<uint32_t>(pcm.size()), sound),
-               problem_t::incompatible, {"a.ssn", "memory"});
-    EXPECT_REFUSED(SoundHandle_t::Load(nullptr, nullptr, sound), badArgument);
-    EXPECT_REFUSED(SoundHandle_t::LoadFromMemory("a.sn", nullptr, 0, sound), badArgument);
+    ExpectSays(Load("folder.sn"), unreadable, {"folder.sn"});
+    ExpectSays(Load("none.sn"), notFound, {"none.sn", "No such file"});
+    ExpectSays(LoadFromMemory("a.ssn", pcm), incompatible, {"a.ssn", "memory"});
+    EXPECT_REFUSED(SoundHandle_t::Load(nullptr, nullptr, loaded), badArgument);
+    EXPECT_REFUSED(SoundHandle_t::LoadFromMemory("a.sn", nullptr, 0, loaded), badArgument);
     EXPECT_EQ(GetStatistics().sounds, 0u) << "nothing of all that stays";
 
-    SoundHandle_t first, second;
-    EXPECT_OK(SoundHandle_t::Load(folder.Write("a.sn", pcm).c_str(), "weather", first));
-    ExpectSays(SoundHandle_t::Load(folder.Write("b.sn", pcm).c_str(), "weather", second),
-               problem_t::nameTaken, {"b.sn", "weather", "rain"});
-    EXPECT_EQ(first, second) << "the one that has the name";
-    EXPECT_OK(SoundHandle_t::Find("rain", "weather", second));
-    EXPECT_EQ(first, second);
-    ExpectSays(SoundHandle_t::Find("snow", "weather", second), problem_t::notFound, {"snow", "weather"});
-    EXPECT_REFUSED(SoundHandle_t::Find("rain", nullptr, second), notFound);
-    EXPECT_OK(SoundHandle_t::Load(
-        folder.Write("c.isn", ImaOf("ima", 90, 64, {.rateDivisor = 4, .baseVolume = 0.5f, .lockFlags = 2}))
-            .c_str(),
-        nullptr, second));
-    const sound_info_t info = second.GetInfo();
+    for (const char* file : {"a.sn", "b.sn", "a.ssn"}) folder.Write(file, pcm);
+    const sound_format_t format{.rateDivisor = 4, .baseVolume = 0.5f, .lockFlags = 2};
+    folder.Write("c.isn", ImaOf("ima", 90, 64, format));
+    EXPECT_OK(Load("a.sn", "weather"));
+    const SoundHandle_t first = loaded;
+    ExpectSays(Load("b.sn", "weather"), nameTaken, {"b.sn", "weather", "rain"});
+    EXPECT_EQ(first, loaded) << "the one that has the name";
+    EXPECT_OK(SoundHandle_t::Find("rain", "weather", loaded));
+    EXPECT_EQ(first, loaded);
+    ExpectSays(SoundHandle_t::Find("snow", "weather", loaded), notFound, {"snow", "weather"});
+    EXPECT_REFUSED(SoundHandle_t::Find("rain", nullptr, loaded), notFound);
+    EXPECT_OK(Load("c.isn"));
+    const sound_info_t info = loaded.GetInfo();
     EXPECT_TRUE(info.kind == sound_kind_t::compressed && info.frames == 90 && info.rateHz == 11025 &&
                 info.channels == 1 && info.bits == 16 && info.baseVolume == 0.5f && info.isPanLocked &&
                 !info.isVolumeLocked && !info.isFrequencyLocked);
-    EXPECT_STREQ(second.GetName(), "ima");
-    EXPECT_STREQ(second.GetArchiveName(), "DefaultArchive");
+    EXPECT_STREQ(loaded.GetName(), "ima");
+    EXPECT_STREQ(loaded.GetArchiveName(), "DefaultArchive");
 
     ringmix::Stop();
-    EXPECT_REFUSED(SoundHandle_t::Load(folder.At("a.sn").c_str(), nullptr, sound), notRunning);
+    EXPECT_REFUSED(Load("a.sn"), notRunning);
     EXPECT_OK(ringmix::Start({.streamPageBytes = 0, .compressedPageBytes = 0}));
     for (const char* file : {"a.ssn", "c.isn"})
-        ExpectSays(
-            SoundHandle_t::Load(folder.Write(file, file[0] == 'a' ? pcm : ima).c_str(), nullptr, sound),
-            problem_t::badArgument, {file, "pages of 0 bytes"});
+        ExpectSays(Load(file), badArgument, {file, "pages of 0 bytes"});
 }
 
 TEST_F(HostSound, StartSaysWhyItFails) {
     EXPECT_REFUSED(ringmix::Start(), alreadyRuns);
     ringmix::Stop();
     ringmix::Stop();
-    ExpectSays(ringmix::Start({.backend = "loud"}), problem_t::notFound, {"loud", "null, manual"});
+    ExpectSays(ringmix::Start({.backend = "loud"}), notFound, {"loud", "null, manual"});
     for (const float bad : {0.0f, -1.0f, std::nanf(""), HUGE_VALF})
         EXPECT_REFUSED(ringmix::Start({.worstCaseFramesPerSecond = bad}), badArgument);
     struct case_t {
@@ -117,7 +117,7 @@ TEST_F(HostSound, StartSaysWhyItFails) {
     for (const case_t& row : cases) {
         platform::ManualSettings() = row.settings;
         platform::RefuseManualThreads(!row.hasThreads);
-        ExpectSays(ringmix::Start({.usePrimaryBuffer = row.usePrimaryBuffer}), problem_t::cannotStart,
+        ExpectSays(ringmix::Start({.usePrimaryBuffer = row.usePrimaryBuffer}), cannotStart,
                    {"manual", row.reason});
     }
     platform::ManualSettings() = {};
@@ -125,7 +125,7 @@ TEST_F(HostSound, StartSaysWhyItFails) {
     EXPECT_OK(ringmix::Start());
     ringmix::Stop();
     ASSERT_TRUE(OutputSelection_t::SelectDevice("no-such-device"));
-    ExpectSays(ringmix::Start({.backend = "system"}), problem_t::cannotStart,
+    ExpectSays(ringmix::Start({.backend = "system"}), cannotStart,
                {"system", "no-such-device does not start: "});
     EXPECT_TRUE(OutputSelection_t::SelectDevice("default"));
 }
@@ -149,7 +149,7 @@ TEST_F(HostSound, ArchivesAreSavedAndReplacedWhole) {
     EXPECT_OK(Archives_t::Save(path.c_str(), "sn"));
     EXPECT_EQ(folder.Read("all.archive"), image);
     EXPECT_REFUSED(Archives_t::Save(path.c_str(), "none"), notFound);
-    ExpectSays(Archives_t::Save(folder.At("none/x").c_str(), "sn"), problem_t::unwritable, {"none/x"});
+    ExpectSays(Archives_t::Save(folder.At("none/x").c_str(), "sn"), unwritable, {"none/x"});
 
     const VoiceHandle_t voice = MakeVoice(first);
     EXPECT_OK(voice.Play());
@@ -169,12 +169,12 @@ TEST_F(HostSound, ArchivesAreSavedAndReplacedWhole) {
     // Cut anywhere: never whole, and the text says so.
     for (uint32_t length = 0; length < bytes; length += length < 60 || length + 60 > bytes ? 1 : 50) {
         const result_t result = Archives_t::LoadFromMemory(image.data(), length, "cut", &count);
-        EXPECT_EQ(result.problem, problem_t::unreadable) << length;
+        EXPECT_EQ(result.problem, unreadable) << length;
         EXPECT_EQ(Archives_t::GetSoundCount("cut"), count.sounds);
     }
     std::string unknown = image;
     unknown.replace(unknown.find("end_of_sound"), 3, "odd");
-    ExpectSays(Archives_t::LoadFromMemory(unknown.data(), bytes, "cut", &count), problem_t::unreadable,
+    ExpectSays(Archives_t::LoadFromMemory(unknown.data(), bytes, "cut", &count), unreadable,
                {"2 sounds", "odd_of_sound_archive"});
     EXPECT_EQ(count.sounds, 2u);
 
@@ -190,22 +190,24 @@ TEST_F(HostSound, RawStreamsPlayWhatTheyAreFed) {
     RawStreamHandle_t stream, other;
     const raw_stream_options_t good{
         .name = "talk", .archiveName = "raw", .channels = 1, .capacityFrames = 5000};
-    auto bad = [&](auto change) {
-        raw_stream_options_t options = good;
-        change(options);
-        const result_t result = RawStreamHandle_t::Make(options, other);
+    const auto expectBad = [&](const raw_stream_options_t& options) {
+        EXPECT_REFUSED(RawStreamHandle_t::Make(options, other), badArgument);
         EXPECT_EQ(other.id, 0u);
-        return result;
     };
-    EXPECT_REFUSED(bad([](auto& o) { o.name = ""; }), badArgument);
-    EXPECT_REFUSED(bad([](auto& o) { o.name = defaultSoundName; }), badArgument);
-    EXPECT_REFUSED(bad([](auto& o) { o.channels = 3; }), badArgument);
-    EXPECT_REFUSED(bad([](auto& o) { o.bits = 24; }), badArgument);
-    EXPECT_REFUSED(bad([](auto& o) { o.rateHz = 48000; }), badArgument);
-    EXPECT_REFUSED(bad([](auto& o) { o.capacityFrames = 0; }), badArgument);
-    EXPECT_REFUSED(bad([](auto& o) { o.capacityFrames = 0x80000000u; }), badArgument);
+    using options_t = raw_stream_options_t;
+    const std::pair<uint32_t options_t::*, uint32_t> wrong[] = {{&options_t::channels, 3},
+                                                                {&options_t::bits, 24},
+                                                                {&options_t::rateHz, 48000},
+                                                                {&options_t::capacityFrames, 0},
+                                                                {&options_t::capacityFrames, 0x80000000u}};
+    for (const auto& [option, value] : wrong) {
+        options_t options = good;
+        options.*option = value;
+        expectBad(options);
+    }
+    for (const char* name : {"", defaultSoundName}) expectBad({.name = name, .capacityFrames = 5000});
     EXPECT_OK(RawStreamHandle_t::Make(good, stream));
-    EXPECT_REFUSED(bad([](auto&) {}), nameTaken);
+    EXPECT_REFUSED(RawStreamHandle_t::Make(good, other), nameTaken);
 
     std::vector<int16_t> samples(5001);
     for (uint32_t i = 0; i < samples.size(); ++i) samples[i] = static_cast<int16_t>(i + 1);

@@ -151,39 +151,21 @@ TEST_F(HostVoice, EveryPlayEndsOnce) {
         const uint32_t which = below(static_cast<uint32_t>(voices.size()));
         const VoiceHandle_t voice = voices[which];
         const bool wasPlaying = voice.IsPlaying();
-        switch (below(9)) {
-            case 0:
-                (void)voice.Stop();
-                break;
-            case 1:
-                (void)voice.Reset();
-                break;
-            case 2:
-                (void)voice.Free();
-                voices.erase(voices.begin() + which);
-                break;
-            case 3:
-                (void)voice.Queue(sounds[below(4)]);
-                break;
-            case 4:
-                (void)voice.SetPosition(below(3000));
-                break;
-            case 5:
-                (void)voice.SetLooping(below(2) == 0);
-                break;
-            case 6:
-                if (below(4) == 0) (void)voice.Release();
-                break;
-            case 7: {
-                VoiceHandle_t once;
-                EXPECT_OK(sounds[below(4)].PlayOnce(once));
-                begin(once);
-                if (below(5) == 0) (void)once.Free();
-                break;
-            }
-            default:
-                if (voice.Play() && !wasPlaying) begin(voice);
+        const uint32_t kind = below(9);
+        if (kind == 0) (void)voice.Stop();
+        if (kind == 1) (void)voice.Reset();
+        if (kind == 2) (void)voice.Free(), voices.erase(voices.begin() + which);
+        if (kind == 3) (void)voice.Queue(sounds[below(4)]);
+        if (kind == 4) (void)voice.SetPosition(below(3000));
+        if (kind == 5) (void)voice.SetLooping(below(2) == 0);
+        if (kind == 6 && below(4) == 0) (void)voice.Release();
+        if (kind == 7) {
+            VoiceHandle_t once;
+            EXPECT_OK(sounds[below(4)].PlayOnce(once));
+            begin(once);
+            if (below(5) == 0) (void)once.Free();
         }
+        if (kind == 8 && voice.Play() && !wasPlaying) begin(voice);
         if (below(3) == 0) {
             frames_t heard;
             RunTicks(1, 200 + below(2000), heard);
@@ -229,6 +211,10 @@ TEST_F(HostVoice, SoundsLikeTheEngine) {
                  heard);  // in all two rounds of the ring: where stretches are cut is a matter of phase
         return heard;
     };
+    const auto expectEqual = [&](auto makeVoice, auto makeEnginesVoice) {
+        const frames_t heard = listen(makeVoice);
+        EXPECT_TRUE(heard == listen(makeEnginesVoice));
+    };
     const SoundHandle_t one = LoadRampImage("one", 3000, {.rateDivisor = 2, .isStereo = true}),
                         two = LoadRampImage("two", 2000, {.is16Bit = false});
     Sound_t* engineOne = AudioSystem::GetSound("one", "one.sn");
@@ -236,39 +222,42 @@ TEST_F(HostVoice, SoundsLikeTheEngine) {
     const voice_options_t bent{.leftVolume = 0.7f, .rightVolume = 0.3f, .frequency = 1.3f};
 
     listen([] {});  // the device's own start
-    EXPECT_EQ(listen([&] {
-                  const VoiceHandle_t voice = MakeVoice(one, bent);
-                  EXPECT_OK(voice.Queue(two));
-                  EXPECT_OK(voice.SetPosition(700));
-                  EXPECT_OK(voice.SetVolume(0.6f, -1.0f));
-                  EXPECT_OK(voice.SetFrequency(0.9f));
-                  EXPECT_OK(voice.Play());
-              }),
-              listen([&] {
-                  Voice_t* voice = engineOne->CreateCompatibleVoice(0);
-                  voice->QueueSound(engineTwo);
-                  voice->SetPos(700);
-                  voice->SetVolume(0.6f, 0.6f);
-                  voice->SetFrequency(0.9f);
-                  voice->Play();
-              }));
-    EXPECT_EQ(listen([&] {
-                  const VoiceHandle_t voice = MakeVoice(one, {.isMixedFarAhead = true, .isSliding = true});
-                  EXPECT_OK(voice.SlideFrequency(0, 2500, 0.5f, 4.0f));
-                  EXPECT_OK(voice.SlideVolume(2000, 0, 0.1f, 0.9f, 1.0f, 0.2f));
-                  EXPECT_OK(voice.Play());
-              }),
-              listen([&] {
-                  auto* voice = new SlidingVoice_t(engineOne, 2);
-                  voice->SetFrequencySlide(0, 2500, 0.5f, 4.0f);
-                  voice->SetVolumeSlide(2000, 0, 0.1f, 0.9f, 1.0f, 0.2f);
-                  voice->Play();
-              }));
-    EXPECT_EQ(listen([&] {
-                  VoiceHandle_t voice;
-                  EXPECT_OK(two.PlayOnce(voice, {.isMixedFarAhead = true}));
-              }),
-              listen([&] { engineTwo->PlayOneShot(); }));
+    expectEqual(
+        [&] {
+            const VoiceHandle_t voice = MakeVoice(one, bent);
+            EXPECT_OK(voice.Queue(two));
+            EXPECT_OK(voice.SetPosition(700));
+            EXPECT_OK(voice.SetVolume(0.6f, -1.0f));
+            EXPECT_OK(voice.SetFrequency(0.9f));
+            EXPECT_OK(voice.Play());
+        },
+        [&] {
+            Voice_t* voice = engineOne->CreateCompatibleVoice(0);
+            voice->QueueSound(engineTwo);
+            voice->SetPos(700);
+            voice->SetVolume(0.6f, 0.6f);
+            voice->SetFrequency(0.9f);
+            voice->Play();
+        });
+    expectEqual(
+        [&] {
+            const VoiceHandle_t voice = MakeVoice(one, {.isMixedFarAhead = true, .isSliding = true});
+            EXPECT_OK(voice.SlideFrequency(0, 2500, 0.5f, 4.0f));
+            EXPECT_OK(voice.SlideVolume(2000, 0, 0.1f, 0.9f, 1.0f, 0.2f));
+            EXPECT_OK(voice.Play());
+        },
+        [&] {
+            auto* voice = new SlidingVoice_t(engineOne, 2);
+            voice->SetFrequencySlide(0, 2500, 0.5f, 4.0f);
+            voice->SetVolumeSlide(2000, 0, 0.1f, 0.9f, 1.0f, 0.2f);
+            voice->Play();
+        });
+    expectEqual(
+        [&] {
+            VoiceHandle_t voice;
+            EXPECT_OK(two.PlayOnce(voice, {.isMixedFarAhead = true}));
+        },
+        [&] { engineTwo->PlayOneShot(); });
 }
 
 TEST_F(HostVoice, WrongUseIsRefusedWithAReason) {

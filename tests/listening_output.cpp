@@ -3,7 +3,7 @@
 #include <chrono>
 #include <mutex>
 
-#include "platform/sound_output.h"
+#include "interposed_device.h"
 
 namespace {
 
@@ -20,9 +20,9 @@ heard_sound_t sound;
 uint64_t heardFrames = 0;
 bool isListening = false;
 
-class ListenedBuffer_t final : public IDirectSoundBuffer {
+class ListenedBuffer_t final : public InterposedBuffer_t {
   public:
-    explicit ListenedBuffer_t(IDirectSoundBuffer* behind) : real(behind) {
+    explicit ListenedBuffer_t(IDirectSoundBuffer* behind) : InterposedBuffer_t(behind) {
         DSBCAPS caps{};
         real->GetCaps(&caps);
         bytes = caps.dwBufferBytes;
@@ -49,14 +49,8 @@ class ListenedBuffer_t final : public IDirectSoundBuffer {
             const std::lock_guard lock(mutex);
             listened = nullptr;
         }
-        real->Release();
-        delete this;
-        return 0;
+        return InterposedBuffer_t::Release();
     }
-    output_result_t SetFormat(const WAVEFORMATEX* format) override { return real->SetFormat(format); }
-    output_result_t GetCaps(DSBCAPS* caps) override { return real->GetCaps(caps); }
-    output_result_t GetStatus(uint32_t* status) override { return real->GetStatus(status); }
-    output_result_t Restore() override { return real->Restore(); }
     output_result_t GetCurrentPosition(uint32_t* playCursor, uint32_t* writeCursor) override {
         const std::lock_guard lock(mutex);
         asked = steady_clock::now();
@@ -87,42 +81,17 @@ class ListenedBuffer_t final : public IDirectSoundBuffer {
         pieceAsked = lastLook = steady_clock::now();
         return real->Play(reserved, priority, flags);
     }
-    output_result_t Stop() override { return real->Stop(); }
+    static bool DeviceRefuses() { return false; }
 
     static inline ListenedBuffer_t* listened = nullptr;  // the one that plays
 
   private:
     static void MarkLate(uint64_t from) { sound.late.push_back({from, heardFrames + effectFrames}); }
 
-    IDirectSoundBuffer* real;
     const uint8_t* memory;
     uint32_t bytes, cursor = 0, lockedEnd = 0, end = 0;
     steady_clock::time_point pieceAsked = steady_clock::now(), lastLook = pieceAsked;
     static inline thread_local steady_clock::time_point asked = steady_clock::now();
-};
-
-class ListenedDevice_t final : public IDirectSound {
-  public:
-    explicit ListenedDevice_t(IDirectSound* behind) : real(behind) {}
-
-    uint32_t Release() override {
-        real->Release();
-        delete this;
-        return 0;
-    }
-    output_result_t SetCooperativeLevel(void* window, uint32_t level) override {
-        return real->SetCooperativeLevel(window, level);
-    }
-    output_result_t GetCaps(DSCAPS* caps) override { return real->GetCaps(caps); }
-    output_result_t CreateSoundBuffer(const DSBUFFERDESC* description, IDirectSoundBuffer** buffer,
-                                      void* outer) override {
-        const output_result_t result = real->CreateSoundBuffer(description, buffer, outer);
-        if (result == outputOk) *buffer = new ListenedBuffer_t(*buffer);
-        return result;
-    }
-
-  private:
-    IDirectSound* real;
 };
 
 }  // namespace
@@ -157,7 +126,8 @@ output_result_t __wrap__Z17DirectSoundCreatePKvPP12IDirectSoundPv(const void* de
                                                                   IDirectSound** directSound, void* outer) {
     const output_result_t result =
         __real__Z17DirectSoundCreatePKvPP12IDirectSoundPv(device, directSound, outer);
-    if (result == outputOk && isListening) *directSound = new ListenedDevice_t(*directSound);
+    if (result == outputOk && isListening)
+        *directSound = InterposedDevice_t<ListenedBuffer_t>::Before(*directSound);
     return result;
 }
 }

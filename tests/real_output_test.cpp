@@ -13,7 +13,6 @@
 #include <cstdlib>
 #include <random>
 
-#include "output/hardware_volume.h"
 #include "sound_server.h"
 
 namespace {
@@ -391,59 +390,55 @@ TEST_F(RealOutput_t, AStartIsHeardEarly) {
     Sound_t* click = MakeSound("click", 30'000, {.isStereo = true}, sample);
     RealHost_t host;
     host.Run(1);
-    const int starts = IsLong() ? 20 : 9;
-    for (int attempt = 1;; ++attempt) {
-        double medianMs[2], pathMs = 0;
-        auto leastHeard = static_cast<size_t>(starts);
-        for (const bool isWithPast : {true, false}) {
-            std::vector<test_clock_t::time_point> times;
-            std::vector<double> paths, latencies;
-            const size_t first = recorder.Size();
-            for (int i = -1; i < starts; ++i) {  // the first one measures the cost
-                // Right behind a tick, the worst moment: the next one starts it.
-                Voice_t* voice = click->CreateCompatibleVoice(0);
-                const auto played = test_clock_t::now();
-                voice->Play();
-                host.WaitForFrame();
-                if (!isWithPast) SimpleVoice_t::mixCosts = {};
-                const uint64_t before = host.base;
-                const uint32_t queued = device->GetQueuedBytes() / 4;
-                host.Tick();
-                if (i >= 0) times.push_back(played);
-                // Frames from the write cursor to the start: what of the latency is the engine's own.
-                paths.push_back((static_cast<double>(queued) - static_cast<double>(before) +
-                                 static_cast<double>(host.StartOf(*voice))) /
-                                44100);
-                delete voice;
-                host.Run(0.3);
-            }
+    const size_t starts = IsLong() ? 20 : 9;
+    struct latency_t {
+        size_t heard;
+        double medianMs, engineMs;
+    };
+    const auto measure = [&](bool isWithPast) {
+        std::vector<test_clock_t::time_point> times;
+        std::vector<double> paths, latencies;
+        const size_t first = recorder.Size();
+        for (size_t i = 0; i <= starts; ++i) {  // the first one measures the cost
+            // Right behind a tick, the worst moment: the next one starts it.
+            Voice_t* voice = click->CreateCompatibleVoice(0);
+            if (i > 0) times.push_back(test_clock_t::now());
+            voice->Play();
+            host.WaitForFrame();
+            if (!isWithPast) SimpleVoice_t::mixCosts = {};
+            const auto before = static_cast<double>(host.base);
+            const uint32_t queued = device->GetQueuedBytes() / 4;
+            host.Tick();
+            // Frames from the write cursor to the start: what of the latency is the engine's own.
+            paths.push_back((queued - before + static_cast<double>(host.StartOf(*voice))) / 44100);
+            delete voice;
             host.Run(0.3);
-            const frames_t frames = recorder.Frames();
-            const auto origin = recorder.Origin();
-            for (const auto played : times) {
-                const double playedFrame = std::chrono::duration<double>(played - origin).count() * 44100;
-                const size_t heard =
-                    FirstSound(frames, std::max(first, static_cast<size_t>(std::max(playedFrame, 0.0))));
-                if (heard < frames.size())
-                    latencies.push_back((static_cast<double>(heard) - playedFrame) / 44100);
-            }
-            leastHeard = std::min(leastHeard, latencies.size());
-            medianMs[isWithPast ? 0 : 1] = MedianMs(latencies);
-            if (isWithPast) pathMs = MedianMs(paths);
         }
-        const OutputStatus_t status = OutputSelection_t::GetStatus();
-        const double leadMs = status.leadFrames / 44.1;
+        host.Run(0.3);
+        const frames_t frames = recorder.Frames();
+        for (const auto played : times) {
+            const double at = std::chrono::duration<double>(played - recorder.Origin()).count() * 44100;
+            const size_t heard = FirstSound(frames, std::max(first, static_cast<size_t>(std::max(at, 0.0))));
+            if (heard < frames.size()) latencies.push_back((static_cast<double>(heard) - at) / 44100);
+        }
+        return latency_t{latencies.size(), MedianMs(latencies), MedianMs(paths)};
+    };
+    for (int attempt = 1;; ++attempt) {
+        const latency_t past = measure(true), plain = measure(false);
+        const double leadMs = OutputSelection_t::GetStatus().leadFrames / 44.1;
         std::printf(
-            "heard after %.1f ms (median of %d): engine %.1f, lead %.1f, server and recorder %.1f; "
+            "heard after %.1f ms (median of %zu): engine %.1f, lead %.1f, server and recorder %.1f; "
             "without the past %.1f ms\n",
-            medianMs[0], starts, pathMs, leadMs, medianMs[0] - pathMs - leadMs, medianMs[1]);
-        const bool isEarly = leastHeard == static_cast<size_t>(starts) && medianMs[1] - medianMs[0] > 60;
+            past.medianMs, starts, past.engineMs, leadMs, past.medianMs - past.engineMs - leadMs,
+            plain.medianMs);
+        const size_t heard = std::min(past.heard, plain.heard);
+        const bool isEarly = heard == starts && plain.medianMs - past.medianMs > 60;
         if (!isEarly && attempt < 3) continue;  // somebody was late
-        EXPECT_EQ(leastHeard, static_cast<size_t>(starts));
-        EXPECT_GT(medianMs[1] - medianMs[0], 60) << "of 138 ms";
+        EXPECT_EQ(heard, starts);
+        EXPECT_GT(plain.medianMs - past.medianMs, 60) << "of 138 ms";
         if (IsLong()) {
-            EXPECT_LE(medianMs[0], 60);
-            EXPECT_GE(medianMs[1], 120) << "less the time since the tick before, and with the lead";
+            EXPECT_LE(past.medianMs, 60);
+            EXPECT_GE(plain.medianMs, 120) << "less the time since the tick before, and with the lead";
         }
         return;
     }
@@ -507,9 +502,7 @@ TEST_F(RealOutput_t, StartsAndStopsOverAndOver) {
     size_t threads = 0, files = 0;
     for (int round = 0, rounds = IsLong() ? 20 : 5; round < rounds; ++round) {
         ASSERT_TRUE(Start());
-        EXPECT_TRUE(OutputSelection_t::GetStatus().isOpen);
         EXPECT_EQ(OutputSelection_t::GetStatus().rateHz, 44100u);
-        EXPECT_FALSE(OutputSelection_t::SelectDevice("other")) << "while the engine runs";
         PlayLoop(MakeNumbers(1));
         RealHost_t().Run(0.1);
         DeInitialize();
@@ -536,35 +529,6 @@ TEST_F(RealOutput_t, FailsToStartWithoutADevice) {
     EXPECT_LT(SecondsSince(start), 60);
     EXPECT_TRUE(WaitUntil(patienceSeconds, [&] { return CountThreads() <= threads; })) << "a thread is left";
     EXPECT_TRUE(Start());
-}
-
-TEST_F(RealOutput_t, VolumeIsTheServers) {
-    const auto sinkVolume = [] { return OutputOf({"pactl", "get-sink-volume", "test"}); };
-    float volume = -1;
-    ASSERT_TRUE(SetMasterVolume(0.5f));
-    EXPECT_NE(sinkVolume().find(" 50%"), std::string::npos) << sinkVolume();
-    ASSERT_TRUE(GetMasterVolume(&volume));
-    EXPECT_NEAR(volume, 0.5f, 0.0001f);
-    OutputOf({"pactl", "set-sink-volume", "test", "80%", "40%"});
-    ASSERT_TRUE(GetMasterVolume(&volume));
-    EXPECT_NEAR(volume, 0.6f, 0.001f) << "the mean of two channels";
-    ASSERT_TRUE(SetMasterVolume(1.0f));
-    EXPECT_NE(sinkVolume().find(" 100%"), std::string::npos) << sinkVolume();
-    volume = -1;
-    EXPECT_FALSE(GetWaveVolume(&volume)) << "the server has no such line";
-    EXPECT_EQ(volume, -1);
-    server.Kill();
-    EXPECT_FALSE(GetMasterVolume(&volume));
-    EXPECT_FALSE(SetMasterVolume(0.1f));
-}
-
-TEST_F(RealOutput_t, ListsTheServersDevice) {
-    std::string names;
-    for (unsigned i = 0, count = OutputSelection_t::GetDeviceCount(); i < count; ++i)
-        names += std::string(" ") + OutputSelection_t::GetDeviceName(i) + ",";
-    EXPECT_NE(names.find(" default,"), std::string::npos) << names;
-    EXPECT_EQ(names.find(" null,"), std::string::npos) << names;
-    EXPECT_EQ(OutputSelection_t::GetDeviceName(1000), nullptr);
 }
 
 }  // namespace

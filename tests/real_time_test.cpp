@@ -124,6 +124,7 @@ class Loader_t {
             const uint64_t heard = CountHeardFrames();
             (void)AudioSystem::streamEvent.Wait(20);
             AudioSystem::LoadStreams();
+            (void)AudioSystem::IsMixing();  // any thread may ask
             const uint64_t loaded = CountHeardFrames();
             const std::lock_guard lock(mutex);
             if (steady_clock::now() - lastBegin > longestLoaderPass)

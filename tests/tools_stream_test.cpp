@@ -2,24 +2,18 @@
 // cost.
 #include <sstream>
 
-#include "core/settings.h"
 #include "tests/tool_fixture.h"
 
 namespace {
 
 class SceneStreams : public ToolTest {
   protected:
-    void SetUp() override {
-        AudioSystem::compressedPageBytes = 16384;  // a scene before may have changed it
-        WriteRecordings(9000, 12000, 20480);
-    }
+    void SetUp() override { WriteRecordings(9000, 12000, 20480); }
 
-    // The bytes of the output; empty if it failed.
     std::string Render(const std::string& scene) {
         Write("s.toml", scene);
-        last = Run({"render", "s.toml", "-o", "out.wav", "--stats"});
-        EXPECT_EQ(last.status, 0) << last.err;
-        return last.status == 0 ? Bytes("out.wav") : "";
+        last = RunWell("render s.toml -o out.wav --stats");
+        return Bytes("out.wav");
     }
     static std::string Sounds(const std::string& store) {
         std::string text;
@@ -35,49 +29,28 @@ class SceneStreams : public ToolTest {
     run_t last;
 };
 
-constexpr char events[] = R"(
-[[event]]
-at = 0.0
-voice = "1"
-sound = "a"
-queue = ["c", "b"]
-loop = true
-volume = [0.2, 0.1]
-do = "play"
-[[event]]
-at = 0.1
-voice = "2"
-sound = "c"
-frequency = 0.7
-volume = [0.1, 0.2]
-position = 4068
-do = "play"
-[[event]]
-at = 0.2
-sound = "b"
-do = "one-shot"
-[[event]]
-at = 0.4
-voice = "2"
-position = 2034
-[[event]]
-at = 0.5
-voice = "1"
-do = "free"
-)";
+// In front of all tables.
+const std::string events =
+    "event = [\n"
+    "{ at = 0.0, voice = \"1\", sound = \"a\", queue = [\"c\", \"b\"], loop = true, volume = [0.2, 0.1], do "
+    "= \"play\" },\n"
+    "{ at = 0.1, voice = \"2\", sound = \"c\", frequency = 0.7, volume = [0.1, 0.2], position = 4068, do = "
+    "\"play\" },\n"
+    "{ at = 0.2, sound = \"b\", do = \"one-shot\" },\n"
+    "{ at = 0.4, voice = \"2\", position = 2034 },\n"
+    "{ at = 0.5, voice = \"1\", do = \"free\" }]\n";
 
 // The look-ahead covers a tick: streams sound as their twins in memory do, whoever loads.
 TEST_F(SceneStreams, SoundAsInMemory) {
-    const std::string head = "duration = 0.9\nworst_case_frame_rate = 30\n";
+    const std::string head = "duration = 0.9\nworst_case_frame_rate = 30\n" + events;
     for (const auto& [stream, twin] : {std::pair("stream", "pcm"), std::pair("adpcm-stream", "adpcm")}) {
-        const std::string wanted = Render(head + Sounds(twin) + events);
+        const std::string wanted = Render(head + Sounds(twin));
         EXPECT_EQ(last.out.find("no streams"), last.out.find('\n') + 1);
         for (const char* loader : {"", "[loader]\nmode = \"each-frame\"\n", "[loader]\nmode = \"thread\"\n",
                                    "[loader]\nmode = \"delayed\"\ndelay_frames = 0\n"}) {
             for (const auto& [pageBytes, pagesAhead] : {std::pair(4096, 32), std::pair(65536, 1)}) {
                 SCOPED_TRACE(std::string(stream) + " " + loader);
-                EXPECT_TRUE(Render(head + Memory(pageBytes, pagesAhead) + loader + Sounds(stream) + events) ==
-                            wanted);
+                EXPECT_TRUE(Render(head + Memory(pageBytes, pagesAhead) + loader + Sounds(stream)) == wanted);
             }
         }
     }
@@ -86,17 +59,16 @@ TEST_F(SceneStreams, SoundAsInMemory) {
 // A look-ahead that is too short for a tick loses the same frames whoever loads, in every run, also where the
 // first passes find nothing to do.
 TEST_F(SceneStreams, LateFramesAreTheSameEveryTime) {
-    const std::string head = "duration = 0.9\nframe_rate = 12\n" + Memory(4096, 1);
     std::string late = events;
     late.replace(late.find("0.0"), 3, "0.3");
     for (const auto& [stream, played] :
-         {std::pair("stream", std::string(events)), std::pair("adpcm-stream", std::string(events)),
-          std::pair("stream", late)}) {
-        const std::string body = Sounds(stream) + played, first = Render(head + body);
-        const std::string table = last.out;
-        EXPECT_NE(first, Render("duration = 0.9\nframe_rate = 12\n" + body));
+         {std::pair("stream", events), std::pair("adpcm-stream", events), std::pair("stream", late)}) {
+        const std::string head = "duration = 0.9\nframe_rate = 12\n" + played, sounds = Sounds(stream);
+        const std::string first = Render(head + Memory(4096, 1) + sounds), table = last.out;
+        EXPECT_NE(first, Render(head + sounds));
         for (const char* loader : {"thread", "each-frame", "thread"}) {
-            EXPECT_TRUE(Render(head + "[loader]\nmode = \"" + loader + "\"\n" + body) == first);
+            EXPECT_TRUE(Render(head + Memory(4096, 1) + "[loader]\nmode = \"" + loader + "\"\n" + sounds) ==
+                        first);
             EXPECT_EQ(last.out, table);
         }
     }
@@ -137,12 +109,12 @@ TEST_F(SceneStreams, StatisticsAreExact) {
     }
     // The table keeps off an output on standard output.
     Write("s.toml", "duration = 0.1\n" + play);
-    const run_t run = Run({"render", "s.toml", "-o", "-", "--stats"});
+    const run_t run = Run("render s.toml -o - --stats");
     EXPECT_EQ(run.out.substr(0, 4), "RIFF");
     EXPECT_EQ(run.out.size(), 44u + 4 * 4410);
     EXPECT_EQ(run.err.substr(0, 6), "stream");
     // Two names of one sound are one row.
-    ASSERT_EQ(Run({"import", "c.wav", "c.ssn"}).status, 0);
+    RunWell("import c.wav c.ssn");
     const std::string named = "[[sound]]\nfile = \"c.ssn\"\nname = ";
     Render("duration = 0.7\n" + named + "\"c\"\n" + named + "\"d\"\n" + play.substr(play.find("[[event]]")));
     EXPECT_NE(last.out.find("\nc       4096        10 "), std::string::npos) << last.out;
@@ -150,21 +122,20 @@ TEST_F(SceneStreams, StatisticsAreExact) {
 }
 
 TEST_F(SceneStreams, AreFoundInArchives) {
-    for (const char* file : {"a.ssn", "b.iss", "c.ssn"}) {
-        ASSERT_EQ(Run({"import", std::string(1, file[0]) + ".wav", file}).status, 0);
+    std::string files;
+    for (const std::string file : {"a.ssn", "b.iss", "c.ssn"}) {
+        RunWell("import " + file.substr(0, 1) + ".wav " + file);
+        files += "[[sound]]\nfile = \"" + file + "\"\n";
     }
     const std::string head = "duration = 0.9\n", archive = "[[archive]]\nfile = \"x.archive\"\n";
     const std::string body =
         "[[event]]\nat = 0\nvoice = \"v\"\nsound = \"a\"\nqueue = [\"c\"]\ndo = \"play\"\n"
         "[[event]]\nat = 0\nsound = \"b\"\ndo = \"one-shot\"\n";
-    ASSERT_EQ(Run({"archive", "create", "x.archive", "a.ssn", "b.iss", "c.ssn"}).status, 0);
-    std::string files;
-    for (const char* file : {"a.ssn", "b.iss", "c.ssn"})
-        files += std::string("[[sound]]\nfile = \"") + file + "\"\n";
+    RunWell("archive create x.archive a.ssn b.iss c.ssn");
     EXPECT_TRUE(Render(head + archive + body) == Render(head + files + body));
     std::filesystem::remove("b.iss");
     Write("s.toml", head + archive + body);
-    EXPECT_EQ(Run({"render", "s.toml", "-o", "out.wav"}).err, "ringmix: b.iss: No such file or directory\n");
+    ExpectRefused({{"render s.toml -o out.wav", 1, "b.iss: No such file or directory\n"}});
 }
 
 }  // namespace

@@ -79,8 +79,7 @@ static void TestSound(const unsigned char* image, uint32_t imageBytes) {
     CHECK(ringmix_voice_play(voice) == RINGMIX_OK);
     CHECK(ringmix_voice_is_playing(voice) == 1);
     CHECK(PlayTicks(6) == frameCount);
-    /* 16 bits, mono, at full volume: what the voice has cost is measured, or nothing on a clock that stands.
-     */
+    /* 16 bits, mono, at full volume. */
     CHECK(ringmix_get_mix_costs(RINGMIX_VOICE_SIMPLE).seconds[1][0][0] ==
           ringmix_voice_get_statistics(voice).mix_seconds);
     ringmix_news news = {RINGMIX_LOOPED, 7, {0}};
@@ -147,20 +146,19 @@ static void TestRawStreamAndHelpers(const unsigned char* samples) {
 static int linesTold = 0;
 static void CountLine(const char* line) { linesTold += line[0] != 0; }
 
-/* Every backend and device that is listed can be selected, and nothing else or later. */
+/* Every backend that is listed can be selected, and nothing else or later. */
 static void TestOutput(void) {
     CHECK(ringmix_backend_count() == 3 && ringmix_backend_name(3) == NULL);
     for (uint32_t i = 0; i < ringmix_backend_count(); ++i) {
-        CHECK(ringmix_select_backend(ringmix_backend_name(i)) == 1);
+        CHECK(ringmix_select_backend(ringmix_backend_name(i)) && ringmix_backend_description(i)[0] != 0);
         CHECK(strcmp(ringmix_selected_backend(), ringmix_backend_name(i)) == 0);
-        CHECK(ringmix_backend_description(i)[0] != 0);
     }
     CHECK(!ringmix_select_backend("loud") && strcmp(ringmix_selected_backend(), "manual") == 0);
     const uint32_t devices = ringmix_device_count();
     CHECK(ringmix_device_name(devices) == NULL && ringmix_device_description(devices) == NULL);
     CHECK(devices == 0 || ringmix_device_name(devices - 1)[0] != 0);
-    CHECK(!ringmix_select_device("") && ringmix_select_device("no-such-device"));
-    CHECK(strcmp(ringmix_selected_device(), "no-such-device") == 0 && ringmix_set_lead(20));
+    CHECK(!ringmix_select_device("") && ringmix_select_device("no-such-device") && ringmix_set_lead(20));
+    CHECK(strcmp(ringmix_selected_device(), "no-such-device") == 0);
 
     ringmix_start_options options;
     ringmix_default_start_options(&options);
