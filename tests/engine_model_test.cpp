@@ -38,7 +38,7 @@ struct engine_voice_t : model_t {
         if (slides) mixFlags = prepareAtTop;
     }
 
-    bool Prepare(uint32_t) override {
+    void Prepare() override {
         const uint64_t at = base + position;
         const bool isPanLocked = Now().lockFlags & lockPan;
         if (frequency.isActive && !(Now().lockFlags & lockFrequency)) {
@@ -50,7 +50,6 @@ struct engine_voice_t : model_t {
             left = volume.At(at, 0);
             right = isPanLocked ? left : volume.At(at, 2);
         }
-        return true;
     }
 
     unsigned CostIndex() const {
@@ -279,7 +278,7 @@ class EngineModel : public EngineFixture_t {
 
     void Change(EngineModel_t& model, engine_voice_t& voice) {
         Voice_t& real = *voice.real;
-        const uint32_t kind = Below(10), at = Below(real.totalLength + 2);
+        const uint32_t kind = Below(11), at = Below(real.totalLength + 2);
         if (kind <= 2) real.Play(), model.Play(voice);
         if (kind == 3) real.Stop(), model.Stop(voice);
         if (kind == 4) real.SetPos(at), voice.SetPos(at < real.totalLength ? at : 0);
@@ -291,6 +290,7 @@ class EngineModel : public EngineFixture_t {
         if (kind == 7) real.SetVolume(Part(), Part());
         if (kind == 8) real.SetFrequency(Ratio());
         if (kind == 9) real.stopPosition = Once(2) ? at : noStopPosition;
+        if (kind == 10) real.SetBaseVolume(Part());
         if (kind >= 6) TakeSettings(voice);
         if (voice.isSliding && Once(2)) Slide(voice, at);
     }

@@ -143,32 +143,11 @@ TEST_F(ImaSound, BytesThatAreRefused) {
           "IMA_ADPCM_Sound 000000000008", "ima_adpcm_sound 8"}) {
         for (const form_t form : {form_t::file, form_t::image}) ExpectRefused(form, start + rest);
     }
-}
-
-TEST_F(ImaSound, PrefixesAndMutations) {
-    unsigned loaded = 0, played = 0;
-    for (unsigned trial = 0; trial < 12'000; ++trial) {
-        SCOPED_TRACE(testing::Message() << "trial " << trial);
-        const form_t form = allForms[trial % 3];
-        const std::string whole =
-            BytesOf(trial % 2 ? header_t{8, 45, 0, 1, 1, 40} : header_t{10, 12, 1, 1, 1, 40}, form);
-        if (trial / 6 < whole.size()) {
-            ExpectRefused(form, whole.substr(0, trial / 6));
-            continue;
-        }
-        std::mt19937 random(trial);
-        IMA_ADPCM_Sound_t sound;
-        const std::string bytes = Mutated(whole, whole.size() - 3, 3, " 019-.\0\xFF"s, random);
-        Load(sound, form, bytes);
-        if (!sound.compressedData) continue;
-        ++loaded;
-        ASSERT_LE(sound.compressedBytes, bytes.size());
-        ASSERT_LE(sound.frameCount,
-                  uint64_t{sound.compressedBytes / sound.blockBytes} * sound.samplesPerBlock);
-        played += Decode(sound).size() > 0;
+    for (const form_t form : allForms) {
+        const std::string whole = BytesOf(good, form);
+        for (std::size_t bytes = 0; bytes < whole.size(); ++bytes)
+            ExpectRefused(form, whole.substr(0, bytes));
     }
-    EXPECT_GT(played, 1000u);
-    EXPECT_LT(played, loaded) << "some have a bad block";
 }
 
 }  // namespace

@@ -43,20 +43,6 @@ std::vector<uint8_t> Stereo16(const std::vector<int>& samples) {
     return bytes;
 }
 
-TEST_F(MixGuard, SixteenFullScaleVoicesAreLeftAlone) {
-    std::mt19937 random(11);
-    std::vector<double> bare(ringUnits / 2, std::bit_cast<double>(silentEntryBits));
-    std::vector<int> samples(2 * 700);
-    for (int voice = 0; voice < 16; ++voice) {
-        for (int& sample : samples) sample = random() % 2 ? 32767 : -32768;
-        if (voice < 8) std::fill(samples.begin(), samples.end(), 32767);
-        const auto source = Stereo16(samples);
-        MixPlainGuarded(stereo16, 1002, source.data(), 700, 1);
-        ActiveKernels().plain[stereo16](bare.data(), 1002, source.data(), 700, 1);
-    }
-    EXPECT_EQ(std::memcmp(bare.data(), ringEntries, bare.size() * sizeof(double)), 0);
-}
-
 // One row: that many voices of one sample value in even frames (low slot) and one in odd ones, left; silence
 // right.
 struct row_t {

@@ -1,8 +1,6 @@
 // scratch_folder.h - a folder of its own for each test, gone with it, and whole files in and out of it.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>

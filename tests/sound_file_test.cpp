@@ -183,37 +183,6 @@ TEST_F(SoundFile, EveryPrefixIsRefused) {
     }
 }
 
-// A few bytes changed, left out or put in: loaded or refused, and what is loaded can be read.
-TEST_F(SoundFile, MutationsDoNoHarm) {
-    SimpleSound_t original;
-    Load(original, form_t::image, "Sound thing\0 6 1 1 2 5 0.750 abcdefghijklmnopqrstuvwx"s);
-    const std::string images[] = {RecordOf(original),
-                                  "Sound thing\0 6 1 1 2 5 0.750 abcdefghijklmnopqrstuvwx"s};
-    int loaded = 0;
-    for (unsigned seed = 0; seed < 6000; ++seed) {
-        SCOPED_TRACE(testing::Message() << "seed " << seed);
-        std::minstd_rand random(seed);
-        const form_t form = allForms[seed % 20 == 0 ? 0 : 1 + seed % 2];
-        std::string bytes = images[form != form_t::record];
-        for (auto changes = 1 + random() % 3; changes > 0; --changes) {
-            const std::size_t at = random() % bytes.size();
-            const char digits[] = " 0123456789.-\0\xFF";
-            const char byte = random() % 2 ? digits[random() % 15] : static_cast<char>(random() % 256);
-            const auto kind = random() % 8;
-            bytes.replace(at, kind == 0 ? 0 : 1, kind == 1 ? 0 : 1, byte);
-        }
-        SimpleSound_t sound;
-        Load(sound, form, bytes);
-        if (!sound.samples) continue;
-        ++loaded;
-        ASSERT_LE(std::size_t{sound.frameCount} * sound.bytesPerFrame, bytes.size());
-        ASSERT_GE(sound.rateDivisor, 1u);
-        (void)Content(sound);
-    }
-    EXPECT_GT(loaded, 500);
-    EXPECT_LT(loaded, 5500);
-}
-
 TEST_F(SoundFile, SerializesThroughAFileAndWithoutSamples) {
     SimpleSound_t sound, empty, copy;
     Load(sound, form_t::image, file27);

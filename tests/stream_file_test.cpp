@@ -36,33 +36,18 @@ class StreamFile : public StreamFixture_t {
     }
 };
 
-TEST_F(StreamFile, EveryPrefixAndMutations) {
-    const struct {
-        const char* tag;
-        std::string image;
-        std::size_t dataBytes;
-    } rows[] = {
-        {"ssn", SoundImage("abc", 90, {.rateDivisor = 2, .isStereo = true}, Ramp), 360},
-        {"iss", ImaOf("abc", 90, 36, {.rateDivisor = 2, .isStereo = true}), 4 * 36},
+TEST_F(StreamFile, EveryPrefixIsRefused) {
+    const std::pair<const char*, std::string> rows[] = {
+        {"ssn", SoundImage("abc", 90, {.rateDivisor = 2, .isStereo = true}, Ramp)},
+        {"iss", ImaOf("abc", 90, 36, {.rateDivisor = 2, .isStereo = true})},
     };
-    for (const auto& row : rows) {
-        for (std::size_t bytes = 0; bytes < row.image.size(); ++bytes)
-            EXPECT_FALSE(LoadAndPlay(row.tag, row.image.substr(0, bytes))) << row.tag << bytes;
-        EXPECT_TRUE(LoadAndPlay(row.tag, row.image));
-        EXPECT_TRUE(LoadAndPlay(row.tag, row.image + "more"));
-        EXPECT_FALSE(LoadAndPlay(row.tag, "S" + row.image));
-        EXPECT_FALSE(LoadAndPlay(row.tag[0] == 's' ? "iss" : "ssn", row.image)) << "the other one's file";
-        uint32_t loaded = 0;
-        const uint32_t trials = RINGMIX_TEST_SANITIZED ? 2000 : 5000;
-        for (uint32_t trial = 0; trial < trials; ++trial) {
-            SCOPED_TRACE(testing::Message() << row.tag << " trial " << trial);
-            std::mt19937 random(trial);
-            // Mostly in the header; only there do changes decide.
-            const std::size_t reach = random() % 3 ? row.image.size() - row.dataBytes : row.image.size();
-            loaded += LoadAndPlay(row.tag, Mutated(row.image, reach, 4, std::string("\0 019-.4", 8), random));
-        }
-        EXPECT_GT(loaded, trials / 20);
-        EXPECT_LT(loaded, trials * 9 / 10);
+    for (const auto& [tag, image] : rows) {
+        for (std::size_t bytes = 0; bytes < image.size(); ++bytes)
+            EXPECT_FALSE(LoadAndPlay(tag, image.substr(0, bytes))) << tag << bytes;
+        EXPECT_TRUE(LoadAndPlay(tag, image));
+        EXPECT_TRUE(LoadAndPlay(tag, image + "more"));
+        EXPECT_FALSE(LoadAndPlay(tag, "S" + image));
+        EXPECT_FALSE(LoadAndPlay(tag[0] == 's' ? "iss" : "ssn", image)) << "the other one's file";
     }
 }
 

@@ -135,10 +135,7 @@ class StreamFixture_t : public EngineFixture_t {
 // The image of an IMA ADPCM sound of noise.
 inline std::string ImaOf(const std::string& name, uint32_t frames, uint32_t blockBytes,
                          const sound_format_t& format, uint32_t seed = 1) {
-    const uint32_t perBlock = ImaSamplesPerBlock(blockBytes, format.isStereo);
-    const std::string blocks =
-        RandomBlocks((frames + perBlock - 1) / perBlock, blockBytes, format.isStereo, seed);
-    const sound_header_t header{
-        name, frames, format.isStereo, true, format.rateDivisor, format.lockFlags, format.baseVolume};
-    return FormatImaHeader(blockBytes, header, static_cast<uint32_t>(blocks.size())) + blocks;
+    return NoiseImage(
+        {name, frames, format.isStereo, true, format.rateDivisor, format.lockFlags, format.baseVolume},
+        blockBytes, seed);
 }

@@ -1,14 +1,8 @@
-// voice_mix_test.cpp - the mix step against a model that walks one output frame at a time and keeps exact
-// sums, rounded where a kernel stores. Every script compares the whole ring bit for bit, and the voice after
-// each call.
+// voice_mix_test.cpp - the mix step where a sound ends, loops, stops or meets the next one. What whole voices
+// sound like is compared with a model in engine_model_test.cpp.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cmath>
-#include <cstring>
 #include <memory>
-#include <random>
-#include <tuple>
 #include <vector>
 
 #include "core/mix_ring.h"
@@ -18,70 +12,25 @@
 
 namespace {
 
-using AudioSystem::ringEntries;
-
-constexpr uint32_t ringUnits = 16384, ringFrames = ringUnits / 2;
-
 using sound_ptr_t = std::unique_ptr<SimpleSound_t>;
 
-// The samples end with their heap block, so that an address sanitizer sees a read past them.
-sound_ptr_t MakeSound(uint32_t frames, uint32_t divisor, bool is16Bit, bool isStereo) {
+constexpr uint32_t ringUnits = 16384;
+
+// Every sample the same, in 16-bit terms; a multiple of 256 for both widths. The samples end with their heap
+// block, so that an address sanitizer sees a read past them.
+sound_ptr_t MakeFlatSound(uint32_t frames, uint32_t divisor, bool is16Bit, bool isStereo, int sample) {
     auto sound = std::make_unique<SimpleSound_t>();
     sound->frameCount = frames;
     sound->rateDivisor = divisor;
     sound->is16Bit = is16Bit;
     sound->isStereo = isStereo;
     sound->bytesPerFrame = (is16Bit ? 2u : 1u) * (isStereo ? 2u : 1u);
-    sound->samples = new uint8_t[frames * sound->bytesPerFrame];
-    return sound;
-}
-
-// Every sample the same, in 16-bit terms; a multiple of 256 for both widths.
-sound_ptr_t MakeFlatSound(uint32_t frames, uint32_t divisor, bool is16Bit, bool isStereo, int sample) {
-    sound_ptr_t sound = MakeSound(frames, divisor, is16Bit, isStereo);
+    const uint32_t bytes = frames * sound->bytesPerFrame;
+    sound->samples = new uint8_t[bytes];
     const auto high = static_cast<uint8_t>((sample + 0x8000) / 256);
-    for (uint32_t i = 0; i < frames * sound->bytesPerFrame; ++i)
-        sound->samples[i] = is16Bit && i % 2 == 0 ? uint8_t{0} : high;
+    for (uint32_t i = 0; i < bytes; ++i) sound->samples[i] = is16Bit && i % 2 == 0 ? uint8_t{0} : high;
     return sound;
 }
-
-// What the mix step asks on its way, and the answers of the script.
-struct hooks_t {
-    bool stopAnswer = false;
-    std::size_t refusedCall = 0;  // counted from 1
-    uint32_t stops = 0;
-    std::vector<uint32_t> prepared{};
-
-    bool Stop() { return ++stops, stopAnswer; }
-    bool Prepare(uint32_t frames) {
-        prepared.push_back(frames);
-        return prepared.size() != refusedCall;
-    }
-};
-
-class ScriptVoice_t : public SimpleVoice_t {
-  public:
-    ScriptVoice_t(Sound_t* sound, const hooks_t& answers) : SimpleVoice_t(sound, 0), hooks(answers) {}
-    bool OnStopPosition() override { return hooks.Stop(); }
-    bool PrepareFrame(uint32_t frames) override { return hooks.Prepare(frames); }
-    hooks_t hooks;
-};
-
-// Index of the first entry of the engine's ring that differs, or -1.
-int FirstDifference(const model_ring_t& ring) {
-    for (std::size_t i = 0; i < ring.sums.size(); ++i) {
-        const double wanted = static_cast<double>(ring.sums[i]) * 8.0;
-        if (std::memcmp(&wanted, &ringEntries[i], sizeof wanted) != 0) return static_cast<int>(i);
-    }
-    return -1;
-}
-
-struct script_model_t : model_t {
-    script_model_t(const Sound_t* sound, const hooks_t& answers) : model_t(sound), hooks(answers) {}
-    bool OnStop() override { return hooks.Stop(); }
-    bool Prepare(uint32_t frames) override { return hooks.Prepare(frames); }
-    hooks_t hooks;
-};
 
 class VoiceMix : public testing::Test {
   protected:
@@ -93,108 +42,10 @@ class VoiceMix : public testing::Test {
 
     // What stands in the ring, in 1/256 sample steps; exact for what a gain leaves whole.
     static int32_t Heard(uint32_t frame, unsigned channel) {
-        const auto eighths = static_cast<int64_t>(ringEntries[frame / 2 * 2 + channel] / 8.0);
+        const auto eighths = static_cast<int64_t>(AudioSystem::ringEntries[frame / 2 * 2 + channel] / 8.0);
         return static_cast<int32_t>(frame % 2 == 0 ? eighths & 0xFFFFFFFF : eighths >> 32) - bothSlots;
     }
 };
-
-class Script_t {
-  public:
-    explicit Script_t(unsigned seed) : generator(seed) {}
-
-    uint32_t Below(uint32_t limit) { return static_cast<uint32_t>(generator()) % limit; }
-    bool Once(uint32_t in) { return Below(in) == 0; }
-
-    float Volume() {
-        const float edges[] = {0.0f, 0.05f, 0.1f, std::nextafter(0.1f, 0.0f), 0.11f, 0.5f, 1.0f, 1.0f, 1.0f};
-        return Once(2) ? edges[Below(9)] : static_cast<float>(Below(1001)) / 1000.0f;
-    }
-
-    float Frequency() {
-        const float edges[] = {0.2f, 0.25f, 0.75f, 1.0f, 1.0f, 1.5f, 2.0f, std::nextafter(8.0f, 0.0f)};
-        return Once(2) ? edges[Below(8)] : 0.2f + static_cast<float>(Below(7790)) / 1000.0f;
-    }
-
-    sound_ptr_t Sound() {
-        const uint32_t frames = Once(20) ? 1000 + Below(2000) : Once(4) ? 1 + Below(6) : 1 + Below(300);
-        sound_ptr_t sound = MakeSound(frames, 1 + Below(6), Once(2), Once(2));
-        for (uint32_t i = 0; i < frames * sound->bytesPerFrame; ++i)
-            sound->samples[i] = static_cast<uint8_t>(Below(256));
-        if (Once(3)) sound->baseVolume = static_cast<float>(Below(1500)) / 1000.0f;
-        if (Once(4)) sound->lockFlags = Below(8);
-        return sound;
-    }
-
-    // One change of the voice from outside.
-    void Change(ScriptVoice_t& voice, script_model_t& model) {
-        const uint32_t target = Below(voice.totalLength + 2), kind = Below(6);
-        const float volume = Volume();
-        if (kind == 0) voice.SetVolume(volume, Once(2) ? volume : Volume());
-        if (kind == 1) voice.SetFrequency(Frequency());
-        if (kind == 2) voice.SetBaseVolume(volume);
-        if (kind == 3) voice.isLooping = Once(2);
-        if (kind == 4) voice.stopPosition = Once(2) ? target : noStopPosition;
-        if (kind == 5) voice.SetPos(target);
-        if (kind == 5) model.SetPos(target < voice.totalLength ? target : 0);
-        if (kind < 5) model.TakeSettings(voice);
-    }
-
-    // A voice on 1 to 4 sounds walks the ring in calls of random length, split at the ring's end.
-    void Run(model_ring_t& ring) {
-        std::vector<sound_ptr_t> sounds;
-        for (uint32_t i = 0, count = 1 + Below(4); i < count; ++i) sounds.push_back(Sound());
-        ScriptVoice_t voice(sounds[0].get(), {Once(4), Once(8) ? 1 + Below(6) : 0});
-        voice.mixFlags = static_cast<uint16_t>(1u << Below(3));
-        script_model_t model(sounds[0].get(), voice.hooks);
-        model.TakeSettings(voice);
-        for (std::size_t i = 1; i < sounds.size(); ++i) {
-            voice.QueueSound(sounds[i].get());
-            model.queue.push_back(sounds[i].get());
-        }
-        for (uint32_t changes = Below(5); changes > 0; --changes) Change(voice, model);
-
-        uint32_t at = Below(ringFrames);
-        for (uint32_t toGo = Once(10) ? ringFrames : Below(2000); toGo > 0;) {
-            const uint32_t length = Once(10) ? 0 : 1 + Below(Once(2) ? 700 : 20);
-            const uint32_t frames = std::min({length, toGo, ringFrames - at});
-            const bool isAlive = voice.Mix(2 * at, frames);
-            ASSERT_EQ(isAlive, model.Mix(ring, at, frames));
-            ASSERT_EQ(voice.isPlaying, isAlive);
-            ASSERT_NO_FATAL_FAILURE(Compare(voice, model));
-            at = (at + frames) % ringFrames;
-            toGo -= std::max(frames, 1u);
-            if (!isAlive && Once(2)) break;
-            if (Once(4)) Change(voice, model);
-        }
-    }
-
-  private:
-    static void Compare(const ScriptVoice_t& voice, const script_model_t& model) {
-        const bool isLast = model.current + 1 == model.queue.size();
-        ASSERT_EQ(
-            std::tuple(voice.queueBase, voice.position, voice.fraction, voice.step, voice.pathFlags == 0),
-            std::tuple(model.base, model.position, model.fraction, model.step, model.IsPlain()));
-        ASSERT_EQ(voice.hooks.stops, model.hooks.stops);
-        ASSERT_EQ(voice.hooks.prepared, model.hooks.prepared);
-        ASSERT_EQ(voice.nextQueued ? voice.nextQueued->data : nullptr,
-                  isLast ? nullptr : model.queue[model.current + 1]);
-    }
-
-    std::mt19937 generator;
-};
-
-TEST_F(VoiceMix, RandomScriptsAgreeWithTheModel) {
-    for (unsigned seed = 0; seed < 10000; ++seed) {
-        SCOPED_TRACE(testing::Message() << "seed " << seed);
-        Script_t script(seed);
-        AudioSystem::FreeRing();
-        ASSERT_TRUE(AudioSystem::AllocateRing(ringUnits, 4096));
-        model_ring_t ring(ringFrames);
-        for (uint32_t voices = 1 + script.Below(3); voices > 0; --voices)
-            ASSERT_NO_FATAL_FAILURE(script.Run(ring));
-        ASSERT_EQ(FirstDifference(ring), -1);
-    }
-}
 
 struct edge_t {
     const char* name;
@@ -271,19 +122,33 @@ TEST_F(VoiceMix, SeamJoinsTwoFormatsAndDropsTheFraction) {
     EXPECT_EQ(voice.fraction, 512u);
 }
 
-TEST_F(VoiceMix, CostsAreKeptByFormatAndPathAndNeverFall) {
-    MixCostTable_t table;
-    for (unsigned entry = 0; entry < 8; ++entry) {
-        const sound_ptr_t sound = MakeFlatSound(4, 1, entry & 4, entry & 2, 0);
-        SimpleVoice_t voice(sound.get(), 0);
-        const uint32_t gainPaths[] = {pathVolume, pathFrequency, pathVolume | pathPan};
-        voice.pathFlags = entry & 1 ? gainPaths[entry / 2 % 3] : 0;
-        EXPECT_EQ(table.CostFor(&voice), 0.0f);
-        table.RaiseFor(&voice, 2.0f + static_cast<float>(entry));
-        table.RaiseFor(&voice, 1.0f);
-        EXPECT_EQ(table.CostFor(&voice), table.costs[entry]);
-        EXPECT_EQ(table.costs[entry], 2.0f + static_cast<float>(entry));
-    }
+// What the mix step asks on its way, and the answers of a test.
+struct AskedVoice_t : SimpleVoice_t {
+    using SimpleVoice_t::SimpleVoice_t;
+    bool OnStopPosition() override { return ++stops, goesOn; }
+    bool PrepareFrame(uint32_t frames) override { return asked.push_back(frames), frames < 60; }
+
+    bool goesOn = false;
+    uint32_t stops = 0;
+    std::vector<uint32_t> asked;
+};
+
+TEST_F(VoiceMix, AsksForWhatAPassMixesAndGoesOnIfTold) {
+    const sound_ptr_t sound = MakeFlatSound(200, 1, true, false, 256);
+    AskedVoice_t voice(sound.get(), 0);
+    voice.mixFlags = prepareExact;
+    voice.stopPosition = 50;
+    EXPECT_FALSE(voice.Mix(0, 100));
+    EXPECT_EQ(voice.asked, std::vector<uint32_t>{50}) << "up to the stop position";
+    voice.goesOn = true;
+    EXPECT_TRUE(voice.Mix(0, 20));
+    EXPECT_EQ(voice.position, 50u) << "a stop goes no further";
+    voice.stopPosition = noStopPosition;
+    EXPECT_FALSE(voice.Mix(0, 60));
+    EXPECT_EQ(voice.position, 50u) << "what is refused is not mixed";
+    EXPECT_EQ(voice.asked, (std::vector<uint32_t>{50, 0, 60}));
+    EXPECT_EQ(voice.stops, 2u);
+    EXPECT_EQ(Heard(50, 0), 0);
 }
 
 }  // namespace

@@ -35,8 +35,7 @@ struct model_t {
     explicit model_t(const Sound_t* sound) : queue{sound} {}
     virtual ~model_t() = default;
 
-    virtual bool OnStop() { return false; }
-    virtual bool Prepare(uint32_t) { return true; }
+    virtual void Prepare() {}
 
     std::vector<const Sound_t*> queue;
     std::size_t current = 0;
@@ -129,16 +128,15 @@ struct model_t {
     bool Mix(model_ring_t& ring, uint64_t at, uint64_t wanted) {
         bool hasLooped = false, hasMoved = false, isStopHit = false;
         while (wanted > 0) {
-            if (mixFlags == prepareAtTop && !Prepare(0xFFFFFFFF)) return false;
+            if (mixFlags == prepareAtTop) Prepare();
             const uint64_t count = Length(wanted, isStopHit);
-            if (mixFlags == prepareExact && !Prepare(static_cast<uint32_t>(count))) return false;
             MixPass(ring, at, count);
             at = (at + count) % ring.sums.size();
             position += (fraction + count * step) / 1024;
             fraction = (fraction + count * step) % 1024;
             wanted -= count;
             hasMoved = hasMoved || count > 0;
-            if (isStopHit && !OnStop()) return false;
+            if (isStopHit) return false;
             if (IsInside()) break;
             if (current + 1 < queue.size()) {
                 Attach(current + 1, base + Now().frameCount);

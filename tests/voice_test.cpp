@@ -123,29 +123,6 @@ TEST_F(VoiceState, PositionsEndBelow32Bits) {
     EXPECT_EQ(voice.position, voice.frameCount);
 }
 
-TEST_F(VoiceState, PlayAndStopKeepTheListOfStarts) {
-    Sound_t* sound = NewSound();
-    for (const int mode : {0, 1, 2}) new SimpleVoice_t(sound, mode);
-    auto* first = static_cast<Voice_t*>(allVoices.head->data);
-    auto* middle = static_cast<Voice_t*>(allVoices.FindIndex(1)->data);
-    for (Voice_t* voice : {middle, first, middle}) voice->Play();
-    EXPECT_EQ(Modes(startingVoices), (std::vector{1, 0}));
-    middle->SetPos(50);
-    middle->Stop();
-    EXPECT_EQ(Modes(startingVoices), (std::vector{0}));
-    middle->Play();
-    middle->isPlaying = false;  // as after a first stretch that was its last
-    middle->Play();
-    EXPECT_EQ(Modes(startingVoices), (std::vector{0, 1}));
-    EXPECT_EQ(middle->position, 50u);
-    delete first;
-    EXPECT_EQ(Modes(startingVoices), (std::vector{1}));
-    EXPECT_EQ(Modes(allVoices), (std::vector{1, 2}));
-    Voice_t::StopAndRewindAll();
-    EXPECT_EQ(startingVoices.count, 0);
-    EXPECT_FALSE(middle->isPlaying || middle->position != 0);
-}
-
 TEST_F(VoiceState, NothingToPlaySignalsAtOnce) {
     platform::Event_t event;
     event.Create();
@@ -252,37 +229,6 @@ TEST_F(VoiceState, SlideArguments) {
     EXPECT_FALSE(voice.frequencySlideActive || voice.volumeSlideActive);
     EXPECT_EQ(voice.pathFlags, 0u);
     EXPECT_EQ(voice.step, 1024u);
-}
-
-float RampAt(uint32_t at, uint32_t from, uint32_t to, float start, float end) {
-    if (at < from) return start;
-    if (at >= to) return end;
-    const double part = double(at - from) / double(to - from);
-    return static_cast<float>((double{end} - double{start}) * part + double{start});
-}
-
-TEST_F(VoiceState, SlidesFollowTheQueuePosition) {
-    SlidingVoice_t* voice = NewVoice({}, 3000);
-    voice->QueueSound(NewSound({}, 3000));
-    for (unsigned seed = 0; seed < 300; ++seed) {
-        SCOPED_TRACE(testing::Message() << "seed " << seed);
-        std::minstd_rand generator(seed);
-        const auto below = [&](uint32_t limit) { return static_cast<uint32_t>(generator()) % limit; };
-        const uint32_t a = below(4000), b = below(8) == 0 ? a : a + below(2000);
-        std::uniform_real_distribution<float> volume(0, 1), frequency(0.2f, 7.9f);
-        const float v[] = {volume(generator), volume(generator), volume(generator), volume(generator)};
-        const float f[] = {frequency(generator), frequency(generator)};
-        voice->SetVolumeSlide(a, b, v[0], v[1], v[2], v[3]);
-        voice->SetFrequencySlide(a, b, f[0], f[1]);
-        for (int i = 0; i < 20; ++i) {
-            const uint32_t at = i == 0 ? a : i == 1 ? b : below(5999);
-            voice->SetPos(at);
-            EXPECT_TRUE(voice->PrepareFrame(below(9)));
-            ASSERT_EQ(voice->leftVolume, RampAt(at, a, b, v[0], v[1])) << at;
-            ASSERT_EQ(voice->rightVolume, RampAt(at, a, b, v[2], v[3])) << at;
-            ASSERT_EQ(voice->step, static_cast<uint32_t>(RampAt(at, a, b, f[0], f[1]) * 1024.0)) << at;
-        }
-    }
 }
 
 TEST_F(VoiceState, SlidesHoldAtTheLimitAndAtLocks) {
