@@ -137,27 +137,8 @@ TEST_F(CompressedVoice, ABadBlockEndsItsVoiceAlone) {
     }
 }
 
-TEST_F(CompressedVoice, ClassesAndDefaults) {
-    StartWith(4096, 1, 0);  // no pages, no such sounds
-    AudioSystem::LoadSound(folder.Write("a.isn", ImaOf("a", 100, 512, {})).c_str(), "isn");
-    EXPECT_STREQ(AudioSystem::GetSound("a", "isn")->name.text, defaultSoundName);
-    StartWith(4096, 1);
-    CompressedSound_t& sound = LoadNoise("a", 100, 512);
-    Sound_t* other = LoadRamp("b", 100, {}, "sn");
-    for (const char* name : {"IMA_ADPCM_Sound", "CompressedSound", "Sound"})
-        EXPECT_TRUE(sound.IsASortOf(name));
-    EXPECT_FALSE(sound.IsASortOf("SimpleSound"));
-    EXPECT_EQ(CompressedSound_t::GetTypedSound("a", "isn"), &sound);
-    EXPECT_EQ(IMA_ADPCM_Sound_t::GetTypedSound("a", "isn"), &sound);
-    for (const auto& [name, archive] : {std::pair{"none", "isn"}, {"b", "sn"}}) {
-        EXPECT_TRUE(dynamic_cast<DummyCompressedSound_t*>(CompressedSound_t::GetTypedSound(name, archive)));
-        Sound_t* plain = IMA_ADPCM_Sound_t::GetTypedSound(name, archive);
-        EXPECT_TRUE(plain->IsASortOf("IMA_ADPCM_Sound") && plain == IMA_ADPCM_Sound_t::GetDefaultSound());
-        plain->PlayOneShot();
-        EXPECT_EQ(AudioSystem::allVoices.count, 0);
-    }
-    auto* voice = static_cast<CompressedVoice_t*>(sound.CreateCompatibleVoice(1));
-    EXPECT_TRUE(voice->IsCompatibleSound(&sound) && !voice->IsCompatibleSound(other));
+TEST_F(CompressedVoice, AReleasedVoiceHasNoPage) {
+    auto* voice = static_cast<CompressedVoice_t*>(LoadNoise("a", 100, 512).CreateCompatibleVoice(1));
     voice->SetPos(50);
     voice->ReleaseSound();
     EXPECT_EQ(voice->compressedSound, CompressedSound_t::GetDefaultSound());
