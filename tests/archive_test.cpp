@@ -99,10 +99,8 @@ TEST_F(ArchiveFile, RoundTrips) {
     for (uint32_t i = 0; i < 60; ++i) {
         const sound_header_t header{"sound" + std::to_string(i * i), 20 * i, i % 3 == 0, true, 1 + i % 4, i,
                                     static_cast<float>(i) * 0.1f};
-        const std::string blocks = RandomBlocks(80, 64, header.isStereo, i);
         Sound_t* sound = i % 2 ? new IMA_ADPCM_Sound_t : static_cast<Sound_t*>(new SimpleSound_t);
-        const std::string image =
-            (i % 2 ? FormatImaHeader(64, header, 80 * 64) : FormatSoundHeader(header)) + blocks;
+        const std::string image = NoiseImage(header, i % 2 ? 64 : 0, i);
         sound->LoadFromBuffer(image.data(), static_cast<unsigned>(image.size()));
         sound->classTag = i % 2 ? "isn" : "sn";
         sound->archiveName = "here";

@@ -16,14 +16,6 @@ using AudioSystem::allVoices, AudioSystem::soundTable;
 using sound_handle_t = std::unique_ptr<SoundWrapper_t>;
 using voice_handle_t = std::unique_ptr<VoiceWrapper_t>;
 
-// A class of sound of the tests' own, registered while it lives.
-class OtherSound_t : public SimpleSound_t {
-  public:
-    bool IsASortOf(const char* className) const override {
-        return SameText(className, "OtherSound") || Sound_t::IsASortOf(className);
-    }
-};
-
 class SoundTable : public StreamFixture_t {
   protected:
     void SetUp() override {
@@ -99,7 +91,6 @@ TEST_F(SoundTable, LoadsByExtensionAndNamesByContent) {
 }
 
 TEST_F(SoundTable, UnknownNamesGiveTheDefaultSound) {
-    EXPECT_EQ(AudioSystem::FindDefaultSound("SimpleSound"), nullptr);
     EXPECT_EQ(AudioSystem::FindDefaultSound("Nonsense"), nullptr);
     Sound_t* silence = AudioSystem::GetSound("none", nullptr);
     MakeSound("rain", 5, {}, Ramp);
@@ -111,15 +102,6 @@ TEST_F(SoundTable, UnknownNamesGiveTheDefaultSound) {
     EXPECT_STREQ(silence->classTag.text, "");
     EXPECT_EQ(silence->frameCount, 0u);
     EXPECT_EQ(soundTable.count, 1);
-
-    const ClassRegistry entry("other", []() -> void* { return static_cast<Sound_t*>(new OtherSound_t); });
-    AudioSystem::LoadSound(File("a.other", "wind").c_str(), nullptr);
-    Sound_t* wind = AudioSystem::GetSound("wind", nullptr);
-    EXPECT_STREQ(wind->classTag.text, "other");
-    EXPECT_EQ(SimpleSound_t::GetTypedSound("wind", nullptr), SimpleSound_t::GetDefaultSound());
-    const std::unique_ptr<Voice_t> voice(silence->CreateCompatibleVoice(0));
-    EXPECT_TRUE(voice->IsCompatibleSound(silence));
-    EXPECT_FALSE(voice->IsCompatibleSound(wind));
 }
 
 // What each class takes for one of its own, by the archives of the sounds, and what it gives for all else.
