@@ -70,7 +70,7 @@ void CheckWild(Input_t& input) {
     std::unique_ptr<BinaryStream> stream;
     if (kind == 0) stream = std::make_unique<BinaryStream>(size);
     if (kind == 1) stream = std::make_unique<BinaryStream>(lent.data(), size);
-    const std::string path = fuzz::Scratch_t::Write("wild", "0123456789", std::min(size, 10u));
+    const std::string path = fuzz::WriteScratch("wild", "0123456789", std::min(size, 10u));
     if (kind == 2) stream = std::make_unique<BinaryStream>(path.c_str(), 1);
     for (int calls = 0; calls < 300 && !input.IsEmpty(); ++calls) {
         CallAnything(*stream, input);
@@ -107,8 +107,8 @@ std::vector<uint32_t> CallSensibly(BinaryStream& stream, Input_t input, uint32_t
 }
 
 void CheckSensible(Input_t& input) {
-    std::filesystem::remove(fuzz::Scratch_t::At("sensible"));
-    BinaryStream file(fuzz::Scratch_t::At("sensible").c_str(), 1), memory(1 + input.Below(64));
+    std::filesystem::remove(fuzz::Scratch().At("sensible"));
+    BinaryStream file(fuzz::Scratch().At("sensible").c_str(), 1), memory(1 + input.Below(64));
     uint32_t written = 0;
     for (int calls = 0; calls < 300 && !input.IsEmpty(); ++calls) {
         uint32_t used = 0;

@@ -57,8 +57,7 @@ const sound_file_t& FileOf(uint32_t tag, uint32_t shape) {
                 file.image = NoiseImage(
                     {file.name, s.frames, s.isStereo, s.is16Bit, s.rateDivisor, s.lockFlags, s.baseVolume},
                     each[0] == 'i' ? s.blockBytes : 0, i);
-                file.path =
-                    fuzz::Scratch_t::Write(file.name + "." + each, file.image.data(), file.image.size());
+                file.path = fuzz::WriteScratch(file.name + "." + each, file.image.data(), file.image.size());
                 made.push_back(file);
             }
         }

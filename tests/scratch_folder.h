@@ -11,8 +11,9 @@
 class ScratchFolder_t {
   public:
     ScratchFolder_t() {
-        // In memory if there is such a place: some tests write thousands of files.
-        const std::filesystem::path bases[] = {"/dev/shm", std::filesystem::temp_directory_path()};
+        // Where TMPDIR says, or in memory if there is such a place: some tests write thousands of files.
+        const std::filesystem::path temporary = std::filesystem::temp_directory_path();
+        const std::filesystem::path bases[] = {std::getenv("TMPDIR") ? temporary : "/dev/shm", temporary};
         for (const std::filesystem::path& base : bases) {
             std::string pattern = (base / "ringmix-test-XXXXXX").string();
             if (!mkdtemp(pattern.data())) continue;
