@@ -5,6 +5,7 @@
 #include <set>
 
 #include "fuzz/invariants.h"
+#include "platform/event.h"
 #include "stream_fixture.h"
 
 namespace {
@@ -223,41 +224,65 @@ TEST_F(StreamEquality, AThousandScriptsAreThoseOfTheSoundsInMemory) {
     EXPECT_GT(changed, 25 * scripts) << "something must be heard";
 }
 
-// The look-ahead needs to be no longer than what one tick mixes, to a few bytes: 592 frames at this rate.
-TEST_F(StreamEquality, ALookAheadOfOneTick) {
-    const struct {
-        const char *tag, *twin;
-        sound_format_t format;
-        float ratio;
-    } rows[] = {
-        {"ssn", "sn", {.isStereo = true}, 1.72f},  {"ssn", "sn", {}, 3.45f},
-        {"ssn", "sn", {.is16Bit = false}, 6.9f},   {"ssn", "sn", {.rateDivisor = 2, .isStereo = true}, 3.45f},
-        {"iss", "isn", {.isStereo = true}, 6.85f}, {"iss", "isn", {.isStereo = true}, 6.3f},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(testing::Message() << row.tag << " at " << row.ratio);
-        const bool isIma = row.tag[0] == 'i';
-        frames_t heard[2];
-        for (const bool isStream : {true, false}) {
-            StartWith(4096, 1);
-            AudioSystem::SetWorstCaseFrameRate(10'000);
-            AudioSystem::voicesStartAtHorizon = true;  // no first stretch of twice the length
-            const std::string image =
-                isIma ? ImaOf("a", 30 * 4089, 4096, row.format) : SoundImage("a", 120'000, row.format, Ramp);
-            Sound_t* sound = LoadImage("a", isStream ? row.tag : row.twin, image);
-            Voice_t* voice = sound->CreateCompatibleVoice(0);
-            voice->SetFrequency(row.ratio);
-            voice->isLooping = true;
-            voice->Play();
-            for (uint32_t tick = 0; tick < 120; ++tick) {
-                const uint32_t before = voice->position;
-                AudioSystem::LoadStreams();
-                RunTicks(1, 588, heard[isStream]);
-                const uint32_t bytes = (voice->position - before) * (isIma ? 1 : sound->bytesPerFrame);
-                ASSERT_TRUE(voice->position < before || (bytes < 4096 && bytes > 3600)) << bytes;
-            }
+// At no time more than what the last step was mixed from, however long the sound.
+TEST_F(StreamEquality, ALongSoundKeepsThePagesOfItsLastStep) {
+    for (const float ratio : {1.0f, 0.2f, 0.93f, 3.1f, 7.9f}) {
+        SCOPED_TRACE(ratio);
+        StartWith(4096, 1);
+        Sound_t* sound = LoadImage("long", "isn", ImaOf("long", 300'000, 2048, {.isStereo = true}));
+        Voice_t* voice = sound->CreateCompatibleVoice(0);
+        voice->SetFrequency(ratio);
+        voice->Play();
+        for (uint32_t before = 0, tick = 0; tick < 300; ++tick, before = voice->position) {
+            AudioSystem::MixVoices();
+            if (!voice->isPlaying) break;
+            const std::size_t first = before / 1024, past = voice->position / 1024 + 1;
+            const auto resident = [&](std::size_t from, std::size_t end) {
+                return ResidentPages(sound->samples + from * 4096, (end - from) * 4096);
+            };
+            ASSERT_EQ(resident(0, first) + resident(past, 300'000 / 1024 + 1), 0u) << tick;
+            const std::size_t last = (voice->position - 1) / 1024;
+            EXPECT_EQ(resident(last, last + 1), 1u);
+            Play(735);
         }
-        EXPECT_EQ(heard[true], heard[false]);
+    }
+}
+
+// The voice itself is too quiet to be heard, though it is decoded; the others hear nothing of it.
+TEST_F(StreamEquality, ABadBlockEndsItsVoiceAlone) {
+    for (const auto& [byte, value] : {std::pair{3, 1}, {2, 89}, {2, 0x80}, {7, -1}, {6, 89}}) {
+        SCOPED_TRACE(testing::Message() << "byte " << byte << " is " << value);
+        StartWith(4096, 1);
+        AudioSystem::SetWorstCaseFrameRate(30);
+        std::string bad = ImaOf("bad", 30'000, 512, {.isStereo = true, .baseVolume = 0.05f});
+        bad[bad.size() - (60 - 20) * 512 + static_cast<std::size_t>(byte)] =
+            static_cast<char>(value);  // frame 10,100
+        Sound_t* sound = LoadImage("bad", "isn", bad);
+        Voice_t* left = LoadRamp("good", 30'000, {}, "sn")->CreateCompatibleVoice(0);
+        Voice_t* right = LoadRamp("twin", 30'000, {}, "sn")->CreateCompatibleVoice(0);
+        Voice_t* voice = sound->CreateCompatibleVoice(0);
+        platform::Event_t isDone;
+        isDone.Create();
+        voice->completionEvent = &isDone;
+        voice->QueueSound(sound);
+        voice->isLooping = true;
+        sound->PlayOneShot();
+        left->SetVolume(0.5f, 0.0f);
+        right->SetVolume(0.0f, 0.5f);
+        for (Voice_t* each : {left, voice, right}) each->Play();
+        frames_t heard;
+        RunTicks(8, 735, heard);
+        EXPECT_TRUE(voice->isPlaying);
+        RunTicks(5, 735, heard);
+        EXPECT_TRUE(!voice->isPlaying && voice->position == 0 && isDone.Wait(0) == 0);
+        EXPECT_EQ(AudioSystem::allVoices.count, 3) << "the one-shot has gone, too";
+        fuzz::RequireInvariants();
+        voice->SetPos(30'000 + 21 * 505);  // behind the bad block, in the second sound
+        voice->Play();
+        RunTicks(2, 735, heard);
+        EXPECT_TRUE(left->isPlaying && voice->isPlaying && right->isPlaying);
+        EXPECT_TRUE(std::all_of(heard.begin(), heard.end(), [](frame_t f) { return f.left == f.right; }));
+        EXPECT_GT(std::count_if(heard.begin(), heard.end(), [](frame_t f) { return f.left != 0; }), 9'000);
     }
 }
 

@@ -111,27 +111,6 @@ TEST_F(StreamProtocol, EveryTransition) {
     }
 }
 
-// A failed commit in the middle of a hold takes nothing; without a file, or past its end, pages stay zero.
-TEST_F(StreamProtocol, WhatCannotBeHad) {
-    FilePages_t pages;
-    EXPECT_FALSE(pages.Reserve(100, 0));
-    ASSERT_TRUE(pages.Reserve(3 * page, page));
-    EXPECT_EQ(pages.SpanOf(0, 1).end, 1u);
-    EXPECT_EQ(pages.SpanOf(page - 1, page + 1).end, 2u);
-    EXPECT_EQ(pages.SpanOf(page, page).end, pages.SpanOf(page, page).first);
-    EXPECT_EQ(pages.SpanOf(0, page).end, 1u);
-    munmap(pages.base + 2 * page, page);  // such a page cannot be committed
-    EXPECT_FALSE(pages.Acquire({0, 3}));
-    EXPECT_EQ(words_t(pages.pageRefCounts, pages.pageRefCounts + 4), words_t(4, 0));
-    pages.Serve(nullptr, 0, nullptr);
-    EXPECT_EQ(words_t(pages.pageFlags, pages.pageFlags + 4), words_t(4, 0));
-    EXPECT_EQ(ResidentPages(pages.base, 2 * page), 0u);
-    ASSERT_TRUE(pages.Acquire({0, 1}));
-    pages.Serve(nullptr, 0, nullptr);
-    EXPECT_EQ(pages.pageFlags[0], 0u);
-    EXPECT_EQ(pages.base[page - 1], 0);
-}
-
 // A jump to where no memory is to be had for decoded samples, as long as nothing is mixed: the voice plays
 // what it plays without that.
 TEST_F(StreamProtocol, AJumpWithoutMemoryForAWhile) {
