@@ -379,19 +379,6 @@ TEST(Kernels, EntryBits) {
     }
 }
 
-TEST(Kernels, SixteenFullVoicesStillRead) {
-    const std::vector<uint8_t> top(64, 0xFF), bottom(64, 0);
-    for (const kernel_set_t* set : SupportedSets()) {
-        entries_t high(16, silence), low(16, silence);
-        for (int voice = 0; voice < 16; ++voice) {
-            Mix(*set, {plainStereo16, 0, 16}, high.data(), top.data());
-            Mix(*set, {gainStereo16, 0, 16, 1, full16, full16, 512}, low.data(), bottom.data());
-        }
-        for (double entry : high) EXPECT_EQ(Slots(entry), std::pair(524272, 524272)) << set->name;
-        for (double entry : low) EXPECT_EQ(Slots(entry), std::pair(-524288, -524288)) << set->name;
-    }
-}
-
 TEST(Kernels, SelectByName) {
     const kernel_set_t& best = ActiveKernels();
     EXPECT_EQ(&best, SupportedSets().front());
@@ -402,6 +389,16 @@ TEST(Kernels, SelectByName) {
         EXPECT_EQ(&ActiveKernels() == set, set->isSupported()) << set->name;
     }
     EXPECT_TRUE(SelectKernels(best.name));
+}
+
+// What the named kernels leave in a ring of silence.
+template <class mix_t>
+entries_t InSilence(mix_t mix) {
+    entries_t ring(32, silence);
+    double* const realRing = std::exchange(AudioSystem::ringEntries, ring.data());
+    mix();
+    AudioSystem::ringEntries = realRing;
+    return ring;
 }
 
 TEST(Kernels, NamedKernelsMixIntoTheRing) {
@@ -415,21 +412,20 @@ TEST(Kernels, NamedKernelsMixIntoTheRing) {
                 {true, false, MixPlainMono16, MixGainMono16},
                 {false, true, MixPlainStereo8, MixGainStereo8},
                 {false, false, MixPlainMono8, MixGainMono8}};
-    double* const ring = AudioSystem::ringEntries;
     for (const auto& row : rows) {
         for (const bool isGain : {false, true}) {
             const call_t call{{isGain, row.is16Bit, row.isStereo}, 3, 6, 2, 0x34567, 0x654321, 1500, 700};
-            entries_t wanted(32, silence), got = wanted;
+            entries_t wanted(32, silence);
             Mix(referenceKernels, call, wanted.data(), source.data());
-            AudioSystem::ringEntries = got.data();
-            if (!isGain) row.plain(6, source.data(), 6, 2);
-            if (isGain)
-                row.gain(6, source.data(), 6, call.leftGain, call.rightGain, call.step, call.fraction);
+            const entries_t got = InSilence([&] {
+                if (!isGain) row.plain(6, source.data(), 6, 2);
+                if (isGain)
+                    row.gain(6, source.data(), 6, call.leftGain, call.rightGain, call.step, call.fraction);
+            });
             EXPECT_TRUE(SameBits(got, wanted)) << call;
             EXPECT_NE(wanted[4], silence);
         }
     }
-    AudioSystem::ringEntries = ring;
 }
 
 // The named multi-source kernels against gain kernels, where those can do the same.
@@ -437,43 +433,38 @@ TEST(Kernels, NamedTapKernelsTakeTheirArguments) {
     std::vector<uint8_t> source(200);
     for (size_t i = 0; i < source.size(); ++i) source[i] = static_cast<uint8_t>(57 * i + 11);
     const uint8_t* s = source.data();
-    entries_t ring(32, silence);
-    double* const realRing = AudioSystem::ringEntries;
-    AudioSystem::ringEntries = ring.data();
-    const auto take = [&] {
-        entries_t mixed(32, silence);
-        mixed.swap(ring);
-        AudioSystem::ringEntries = ring.data();
-        return mixed;
-    };
-    MixGainMono16(6, s, 7, 0x8000, 0x4000, 1331, 700);
-    const entries_t gain16 = take();
-    MixTapsOne16(6, s, s, 7, 700, 700, 1331, 1.0f, 1.0f, 0x8000, 0x4000);
-    EXPECT_TRUE(SameBits(take(), gain16));
-    MixTapsTwo16(6, s, s, s + 9, s + 5, 7, 700, 700, 1331, 0.5f, 1.0f, 0.0f, 0.0f, 0x10000, 0x4000);
-    EXPECT_TRUE(SameBits(take(), gain16)) << "a tap of gain 0 has no effect";
-    MixTapsFour16(6, s, s, s, s, s, s, s, s, 7, 700, 700, 1331, 0.25f, 0.5f, 0.125f, 0.5f, 0.375f, -1.0f,
-                  0.25f, 1.0f, 0x8000, 0x4000);
-    EXPECT_TRUE(SameBits(take(), gain16)) << "shares of one gain";
-    MixGainMono8(2, s, 7, 0x800000, 0, 1024, 0);
-    MixGainMono8(2, s + 3, 7, 0, 0x400000, 1024, 0);
-    const entries_t gain8 = take();
-    MixTapsOne8(2, s, s, 7, 0, 3072, 1024, 1.0f, 1.0f, 0x800000, 0x400000);
-    EXPECT_TRUE(SameBits(take(), gain8)) << "right runs ahead";
-    MixTapsTwo8(2, s, s + 3, s, s + 3, 7, 0, 0, 1024, 0.75f, 0.5f, 0.25f, 0.5f, 0x800000, 0x400000);
-    EXPECT_TRUE(SameBits(take(), gain8));
-    MixTapsFour8(2, s, s + 3, s, s + 3, s, s + 3, s, s + 3, 7, 0, 0, 1024, 0.25f, 0.25f, 0.25f, 0.25f, 0.25f,
-                 0.25f, 0.25f, 0.25f, 0x800000, 0x400000);
-    EXPECT_TRUE(SameBits(take(), gain8));
+    const entries_t gain16 = InSilence([&] { MixGainMono16(6, s, 7, 0x8000, 0x4000, 1331, 700); });
+    const auto expectGain16 = [&](auto mix) { EXPECT_TRUE(SameBits(InSilence(mix), gain16)); };
+    expectGain16([&] { MixTapsOne16(6, s, s, 7, 700, 700, 1331, 1.0f, 1.0f, 0x8000, 0x4000); });
+    expectGain16([&] {  // a tap of gain 0 has no effect
+        MixTapsTwo16(6, s, s, s + 9, s + 5, 7, 700, 700, 1331, 0.5f, 1.0f, 0.0f, 0.0f, 0x10000, 0x4000);
+    });
+    expectGain16([&] {  // shares of one gain
+        MixTapsFour16(6, s, s, s, s, s, s, s, s, 7, 700, 700, 1331, 0.25f, 0.5f, 0.125f, 0.5f, 0.375f, -1.0f,
+                      0.25f, 1.0f, 0x8000, 0x4000);
+    });
+    const entries_t gain8 = InSilence([&] {
+        MixGainMono8(2, s, 7, 0x800000, 0, 1024, 0);
+        MixGainMono8(2, s + 3, 7, 0, 0x400000, 1024, 0);
+    });
+    const auto expectGain8 = [&](auto mix) { EXPECT_TRUE(SameBits(InSilence(mix), gain8)); };
+    // Right runs ahead.
+    expectGain8([&] { MixTapsOne8(2, s, s, 7, 0, 3072, 1024, 1.0f, 1.0f, 0x800000, 0x400000); });
+    expectGain8([&] {
+        MixTapsTwo8(2, s, s + 3, s, s + 3, 7, 0, 0, 1024, 0.75f, 0.5f, 0.25f, 0.5f, 0x800000, 0x400000);
+    });
+    expectGain8([&] {
+        MixTapsFour8(2, s, s + 3, s, s + 3, s, s + 3, s, s + 3, 7, 0, 0, 1024, 0.25f, 0.25f, 0.25f, 0.25f,
+                     0.25f, 0.25f, 0.25f, 0.25f, 0x800000, 0x400000);
+    });
     // The product lies 2^-24 below 12319 << 16, which no double tells from it; a gain that is no number is 0.
     const uint8_t quiet[] = {0x81, 0x7F};
-    MixGainMono8(0, quiet, 2, 12318 << 16, 0, 1024, 0);
-    const entries_t below = take();
-    MixTapsOne8(0, quiet, quiet, 2, 0, 0, 1024, 16774581 * 0x1p-24f, NAN, 807464803, 0x1000000);
-    EXPECT_TRUE(SameBits(take(), below));
-    MixTapsOne8(0, quiet, quiet, 2, 0, 0, 1024, -16774581 * 0x1p-24f, 0.0f, -807464803, 0x1000000);
-    EXPECT_TRUE(SameBits(take(), below));
-    AudioSystem::ringEntries = realRing;
+    const entries_t below = InSilence([&] { MixGainMono8(0, quiet, 2, 12318 << 16, 0, 1024, 0); });
+    for (const auto& [tap, gain] :
+         {std::pair{16774581 * 0x1p-24f, 807464803}, {-16774581 * 0x1p-24f, -807464803}}) {
+        const auto mix = [&] { MixTapsOne8(0, quiet, quiet, 2, 0, 0, 1024, tap, NAN, gain, 0x1000000); };
+        EXPECT_TRUE(SameBits(InSilence(mix), below));
+    }
 }
 
 }  // namespace

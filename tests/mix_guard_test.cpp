@@ -52,6 +52,7 @@ struct row_t {
 
 TEST_F(MixGuard, OnlyASumThatWouldLeaveItsSlotIsHeld) {
     const row_t rows[] = {
+        {"16 of full scale have room", 16, -32768, 32767, -524288, 524272},
         {"17 high positive", 17, 0, 32767, 0, 524287},
         {"17 high negative", 17, 0, -32768, 0, -524288},
         {"17 low negative stays out of the high slot", 17, -32768, 100, -524288, 1700},

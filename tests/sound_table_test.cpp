@@ -208,13 +208,6 @@ TEST_F(SoundTable, SoundHandles) {
     voice->Play();
     EXPECT_TRUE(voice->IsPlaying());
     VoiceWrapper_t::FreeAll();
-
-    AudioSystem::GetSound("rain", "rain.sn")->PlayOneShot();
-    const auto* shot = static_cast<Voice_t*>(allVoices.head->data);
-    EXPECT_EQ(shot->mixMode, 2);
-    EXPECT_TRUE(shot->isPlaying && shot->deleteWhenDone);
-    AudioSystem::MixVoices();
-    EXPECT_EQ(allVoices.count, 0);
 }
 
 TEST_F(SoundTable, VoiceHandles) {
