@@ -130,6 +130,9 @@ TEST_F(VoiceState, NothingToPlaySignalsAtOnce) {
     Voice_t* voice = NewVoice();
     voice->completionEvent = &event;
     voice->Play();
+    voice->isPlaying = false;  // as after a first stretch that was its last
+    voice->Play();
+    EXPECT_EQ(startingVoices.count, 1);
     voice->Stop();
     EXPECT_EQ(event.Wait(0), platform::waitTimedOut);
 
@@ -201,8 +204,6 @@ std::vector<float> VolumeSlide(const SlidingVoice_t& v) {
 TEST_F(VoiceState, SlideArguments) {
     SlidingVoice_t& voice = *NewVoice();
     using slide_t = std::vector<float>;
-    EXPECT_EQ(voice.mixFlags, prepareAtTop);
-    EXPECT_EQ(voice.mixChunk, 2048);
     voice.SetFrequencySlide(0, 1000, 0.1f, 2);
     voice.SetFrequencySlide(0, 1000, 1, 10.5f);
     voice.SetFrequencySlide(0, 1000, notANumber, 1);
@@ -241,6 +242,15 @@ TEST_F(VoiceState, SlidesHoldAtTheLimit) {
         voice->PrepareFrame(wholePass);
         EXPECT_EQ(voice->step, wantStep) << at;
     }
+    voice->SetFrequencySlide(0, 9000, 1, 10);
+    for (voice->position = 0; voice->position < 9000; ++voice->position) {
+        voice->PrepareFrame(wholePass);
+        ASSERT_EQ(voice->step, (1000 + std::min(voice->position, 6999u)) * 1024 / 1000) << voice->position;
+    }
+    voice->SetVolumeSlide(45, 45, 0.5f, 0.25f, 1, 1);  // a jump
+    voice->SetPos(45);
+    voice->PrepareFrame(wholePass);
+    EXPECT_EQ(voice->leftVolume, 0.25f);
 }
 
 // ---- The mix step where a sound ends, loops, stops or meets the next one
