@@ -279,29 +279,20 @@ TEST_F(SoundFile, EveryPrefixIsRefused) {
     }
 }
 
-// Sets a locale whose decimal point is a comma, one of the machine's or one made for the purpose.
-bool SetCommaLocale(const ScratchFolder_t& folder) {
+TEST_F(SoundFile, CommaLocaleChangesNothing) {
     const std::string made = folder.At("comma.UTF-8");
     const std::string command = "localedef -i de_DE -f UTF-8 " + made + " >/dev/null 2>&1";
-    for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "fr_FR.utf8"}) {
-        if (std::setlocale(LC_ALL, name)) return true;
-    }
-    return std::system(command.c_str()) == 0 && setenv("LOCPATH", folder.path.c_str(), 1) == 0 &&
-           std::setlocale(LC_ALL, "comma.UTF-8");
-}
-
-TEST_F(SoundFile, CommaLocaleChangesNothing) {
-    if (!SetCommaLocale(folder)) GTEST_SKIP() << "no locale with a decimal comma, and none could be made";
+    if (std::system(command.c_str()) != 0 || setenv("LOCPATH", folder.path.c_str(), 1) != 0 ||
+        !std::setlocale(LC_ALL, "comma.UTF-8"))
+        GTEST_SKIP() << "no locale with a decimal comma could be made";
     EXPECT_STREQ(std::localeconv()->decimal_point, ",");
     const std::string head = FormatSoundHeader({"a", 1, false, false, 1, 0, 0.625f});
-    SimpleSound_t commaRead, read;
-    Load(commaRead, form_t::file, head + "x");
+    SimpleSound_t sound;
+    Load(sound, form_t::file, head + "x");
     std::setlocale(LC_ALL, "C");
     unsetenv("LOCPATH");
     EXPECT_EQ(head, "Sound a\0 1 0 0 1 0 0.625 "s);
-    Load(read, form_t::file, head + "x");
-    EXPECT_EQ(Content(commaRead), Content(read));
-    EXPECT_EQ(read.baseVolume, 0.625f);
+    EXPECT_EQ(sound.baseVolume, 0.625f);
 }
 
 }  // namespace

@@ -187,25 +187,6 @@ TEST_F(StreamProtocol, TheHostsCalls) {
     BaseWrapper_t::LoadStreams();
 }
 
-// One reading, and it goes with the last of them.
-TEST_F(StreamProtocol, TwoVoicesShareAPage) {
-    Sound_t* sound = LoadRamp("a", 10'000);
-    hooked_file_t content{folder.Read("a.ssn"), {}};
-    bool isRead = false;
-    content.onRead = [&](uint64_t) { return isRead = true; };
-    content.TakeOver(sound);
-    Voice_t* voices[] = {sound->CreateCompatibleVoice(0), sound->CreateCompatibleVoice(2)};
-    AudioSystem::LoadStreams();
-    EXPECT_TRUE(std::exchange(isRead, false));
-    delete voices[0];
-    AudioSystem::LoadStreams();
-    EXPECT_EQ(ResidentBytes(PagesOf(sound)), page);
-    delete voices[1];
-    AudioSystem::LoadStreams();
-    ExpectNoPage(sound);
-    EXPECT_FALSE(isRead);
-}
-
 TEST_F(StreamProtocol, TheBytesOfAFrame) {
     auto& stream = static_cast<IMA_ADPCM_StreamSound_t&>(*LoadImage("c", "iss", ImaOf("c", 30'000, 512, {})));
     uint64_t from = 1, to = 1;

