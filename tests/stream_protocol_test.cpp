@@ -111,6 +111,18 @@ TEST_F(StreamProtocol, EveryTransition) {
     }
 }
 
+TEST_F(StreamProtocol, AHoldThatFailsTakesNothing) {
+    FilePages_t pages;
+    EXPECT_FALSE(pages.Reserve(100, 0));
+    ASSERT_TRUE(pages.Reserve(3 * page, page));
+    munmap(pages.base + 2 * page, page);  // such a page cannot be committed
+    EXPECT_FALSE(pages.Acquire({0, 3}));
+    EXPECT_EQ(words_t(pages.pageRefCounts, pages.pageRefCounts + 4), words_t(4, 0));
+    pages.Serve(nullptr, 0, nullptr);
+    EXPECT_EQ(words_t(pages.pageFlags, pages.pageFlags + 4), words_t(4, 0));
+    EXPECT_EQ(ResidentPages(pages.base, 2 * page), 0u);
+}
+
 // A jump to where no memory is to be had for decoded samples, as long as nothing is mixed: the voice plays
 // what it plays without that.
 TEST_F(StreamProtocol, AJumpWithoutMemoryForAWhile) {
