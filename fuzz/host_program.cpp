@@ -80,6 +80,7 @@ class Host_t {
         platform::ManualSettings() = {};
         Voice_t::FreeAll();
         LoadStreams();
+        fuzz::RequireInvariants();
         fuzz::RequireNoPages();
         engine.reset();
     }

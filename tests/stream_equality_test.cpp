@@ -161,7 +161,8 @@ class StreamEquality : public StreamFixture_t {
             }
             AudioSystem::MixVoices();
             hashes.push_back(RingHash());
-            Play(Pick(20) ? 735 : Pick(4000));
+            // Steps of a few frames, too: what a pass has decoded beyond its own lasts for several.
+            Play(Pick(3) == 0 ? Pick(60) : Pick(20) ? 735 : Pick(4000));
         }
         std::shuffle(voices.begin(), voices.end(), random);
         for (Voice_t* voice : voices) delete voice;

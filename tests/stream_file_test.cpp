@@ -1,4 +1,5 @@
 // stream_file_test.cpp - what stream files load, what is refused, and streams in archives.
+#include "fuzz/invariants.h"
 #include "stream_fixture.h"
 
 namespace {
@@ -20,7 +21,7 @@ class StreamFile : public StreamFixture_t {
         EXPECT_FALSE(voice->isPlaying);
         delete voice;
         AudioSystem::LoadStreams();
-        ExpectNoPage(sound);
+        fuzz::RequireNoPages();
     }
 };
 
@@ -80,7 +81,7 @@ TEST_F(StreamFile, NoLookAhead) {
             EXPECT_FALSE(voice->isPlaying);
             delete voice;
             AudioSystem::LoadStreams();
-            ExpectNoPage(sound);
+            fuzz::RequireNoPages();
         }
     }
 }
@@ -110,7 +111,7 @@ TEST_F(StreamFile, Archives) {
         sound->PlayOneShot();
         RunTicksLoaded(12, heard);
         EXPECT_GT(std::count_if(heard.begin(), heard.end(), [](frame_t f) { return f != frame_t{}; }), 4000);
-        ExpectNoPage(sound);
+        fuzz::RequireNoPages();
         std::filesystem::remove(folder.At("a.ssn"));
     }
     AudioSystem::SaveArchive(folder.At("mixed.archive").c_str(), "again");

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "compressed/ima_blocks.h"
+#include "fuzz/invariants.h"
 #include "platform/counter.h"
 #include "restless_voices.h"
 #include "stream_fixture.h"
@@ -148,7 +149,7 @@ TEST_F(StreamLate, MixNeverWaitsForAFile) {
     loader.join();
     Voice_t::FreeAll();
     AudioSystem::LoadStreams();
-    for (Sound_t* sound : sounds) ExpectNoPage(sound);
+    fuzz::RequireNoPages();
 }
 
 // Sparse files, played at both ends: what is in memory is the look-ahead, the last step and two pages. What
@@ -209,7 +210,7 @@ TEST_F(StreamLate, FilesOfManyGigabytes) {
                   8u);
         delete voice;
         AudioSystem::LoadStreams();
-        ExpectNoPage(sound);
+        fuzz::RequireNoPages();
         AudioSystem::FreeSound("a", tag);
         std::filesystem::remove(path);
     }
@@ -269,7 +270,7 @@ TEST_F(StreamLate, FilesThatChangeWhileTheyPlay) {
             EXPECT_TRUE(steady->isPlaying && !voice->isPlaying);
             delete voice;
             AudioSystem::LoadStreams();
-            ExpectNoPage(sound);
+            fuzz::RequireNoPages();
             // The look-ahead was there before the change; what cannot be read is silence, no full-scale
             // noise over the others.
             const uint32_t readBefore = 7 * 4096 / 2, missing = row.isWhole ? UINT32_MAX : 40'000 / 2;
@@ -361,7 +362,7 @@ TEST_P(StreamThreads, LoaderHostAndMixingThread) {
     EXPECT_GT(movedUnits, 88'200u) << "the output must move";
     Voice_t::FreeAll();
     AudioSystem::LoadStreams();
-    for (Sound_t* sound : sounds) ExpectNoPage(sound);
+    fuzz::RequireNoPages();
 }
 
 }  // namespace
