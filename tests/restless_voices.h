@@ -28,8 +28,10 @@ class RestlessVoices_t {
             case 1:
             case 2:
                 return voice->SetPos(Below(voice->totalLength + 1));
-            case 3:
-                return voice->SetVolume(static_cast<float>(Below(10)) / 9, static_cast<float>(Below(10)) / 9);
+            case 3: {  // one after the other, as the order of arguments is the compiler's
+                const float left = static_cast<float>(Below(10)) / 9;
+                return voice->SetVolume(left, static_cast<float>(Below(10)) / 9);
+            }
             case 4:
                 return voice->SetFrequency(static_cast<float>(Below(80)) / 10);
             case 5:
