@@ -155,6 +155,8 @@ TEST_F(SoundTable, Classes) {
             EXPECT_EQ(voice->IsCompatibleSound(AudioSystem::GetSound("a", to)), SameText(from, to))
                 << from << to;
     }
+    EXPECT_FALSE(DummyCompressedSound_t().DecodeRange(0, 1, nullptr));
+    EXPECT_FALSE(DummyCompressedStreamSound_t().DecodeRange(0, 1, nullptr));
     AudioSystem::MixVoices();
     EXPECT_EQ(allVoices.count, 0) << "one-shots of nothing have gone";
 }
