@@ -227,7 +227,7 @@ TEST_F(VoiceState, SlideArguments) {
     EXPECT_EQ(voice.step, 1024u);
 }
 
-TEST_F(VoiceState, SlidesHoldAtTheLimit) {
+TEST_F(VoiceState, SlidesAlongTheQueue) {
     SlidingVoice_t* voice = NewVoice({}, 9000);
     voice->SetFrequencySlide(9000, 0, 1, 10);  // falling: without effect until it is below 8.0
     for (const auto& [at, wantStep] :
@@ -241,10 +241,13 @@ TEST_F(VoiceState, SlidesHoldAtTheLimit) {
         voice->PrepareFrame(wholePass);
         ASSERT_EQ(voice->step, (1000 + std::min(voice->position, 6999u)) * 1024 / 1000) << voice->position;
     }
-    voice->SetVolumeSlide(45, 45, 0.5f, 0.25f, 1, 1);  // a jump
-    voice->SetPos(45);
-    voice->PrepareFrame(wholePass);
-    EXPECT_EQ(voice->leftVolume, 0.25f);
+    // A jump, then a ramp whose part of the way is rounded once.
+    for (const auto& [end, start, wanted] : {std::tuple{45u, 45u, 0.7f}, {3'000u, 0u, 0.109000005f}}) {
+        voice->SetVolumeSlide(start, end, 0.1f, 0.7f, 1, 1);
+        voice->SetPos(45);
+        voice->PrepareFrame(wholePass);
+        EXPECT_EQ(voice->leftVolume, wanted);
+    }
 }
 
 // ---- The mix step where a sound ends, loops, stops or meets the next one
@@ -312,6 +315,7 @@ TEST_F(VoiceMix, Edges) {
         {"both channels quiet", 10, 1, 0.09f, 0.09f, 1, false, 0, 20, 0, 0, 0, false, 10, 0},
         {"one channel quiet", 10, 1, 0.09f, 0.5f, 1, false, 0, 20, 10, 23, 128, false, 10, 0},
         {"exactly at the threshold", 10, 1, 0.1f, 0, 1, false, 0, 5, 5, 25, 0, true, 5, 0},
+        {"the right channel alone", 10, 1, 0, 0.1f, 1, false, 0, 5, 5, 0, 25, true, 5, 0},
         {"an end between frames", 10, 1, 1, 1, 0.75f, false, 0, 20, 13, 256, 256, false, 9, 768},
         {"loops several times", 10, 1, 1, 1, 1, true, 0, 35, 35, 256, 256, true, 5, 0},
         {"a loop drops its last frame too", 10, 1, 1, 1, 1, true, 0, 9, 9, 256, 256, true, 0, 0},
