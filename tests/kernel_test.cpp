@@ -460,8 +460,9 @@ TEST(Kernels, NamedTapKernelsTakeTheirArguments) {
     // The product lies 2^-24 below 12319 << 16, which no double tells from it; a gain that is no number is 0.
     const uint8_t quiet[] = {0x81, 0x7F};
     const entries_t below = InSilence([&] { MixGainMono8(0, quiet, 2, 12318 << 16, 0, 1024, 0); });
-    for (const auto& [tap, gain] :
-         {std::pair{16774581 * 0x1p-24f, 807464803}, {-16774581 * 0x1p-24f, -807464803}}) {
+    for (const int sign : {1, -1}) {
+        const float tap = static_cast<float>(sign) * 16774581 * 0x1p-24f;
+        const int32_t gain = sign * 807464803;
         const auto mix = [&] { MixTapsOne8(0, quiet, quiet, 2, 0, 0, 1024, tap, NAN, gain, 0x1000000); };
         EXPECT_TRUE(SameBits(InSilence(mix), below));
     }
