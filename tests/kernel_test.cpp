@@ -294,7 +294,7 @@ struct case_t {
 };
 
 constexpr kernel_t plainStereo16{false, true, true}, plainMono16{false, true, false};
-constexpr kernel_t plainStereo8{false, false, true}, plainMono8{false, false, false};
+constexpr kernel_t plainMono8{false, false, false};
 constexpr kernel_t gainStereo16{true, true, true}, gainMono16{true, true, false};
 constexpr kernel_t gainStereo8{true, false, true}, gainMono8{true, false, false};
 constexpr int32_t half16 = 0x8000, full16 = 0x10000, half8 = 0x800000, full8 = 0x1000000;
