@@ -31,7 +31,7 @@ void CheckEngine(const std::string& path, const uint8_t* data, std::size_t size)
     FUZZ_REQUIRE(image == Saved(fromFile, most));
     again.LoadFromBuffer(image.data(), static_cast<unsigned>(image.size()), "archive");
     FUZZ_REQUIRE(again.count == fromMemory.count);
-    const std::string saved = fuzz::Scratch_t::At("saved.archive");
+    const std::string saved = fuzz::Scratch().At("saved.archive");
     again.Save(saved.c_str());
     fromFile.Load(saved.c_str(), "archive");
     // Sounds of one bucket change their order with each load.
@@ -41,7 +41,7 @@ void CheckEngine(const std::string& path, const uint8_t* data, std::size_t size)
 void CheckProgram(const std::string& path) {
     tools::ArchiveFile_t archive, again;
     if (!archive.Read(path)) return;
-    const std::string written = fuzz::Scratch_t::At("written.archive");
+    const std::string written = fuzz::Scratch().At("written.archive");
     FUZZ_REQUIRE(archive.Write(written));
     FUZZ_REQUIRE(again.Read(written));
     FUZZ_REQUIRE(again.Sounds().size() == archive.Sounds().size() && again.Bytes() == archive.Bytes());
@@ -60,7 +60,7 @@ void CheckProgram(const std::string& path) {
 int FuzzArchive(const uint8_t* data, std::size_t size) {
     if (size > 1u << 20) return 0;
     fuzz::SetPageSizes(4096, 4096);
-    const std::string path = fuzz::Scratch_t::Write("input.archive", data, size);
+    const std::string path = fuzz::WriteScratch("input.archive", data, size);
     CheckEngine(path, data, size);
     CheckProgram(path);
     return 0;

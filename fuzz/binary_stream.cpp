@@ -38,63 +38,30 @@ void CallAnything(BinaryStream& stream, Input_t& input) {
     uint16_t shortNumber = 0;
     float real = 0;
     String_t string("before");
-    switch (input.Below(18)) {
-        case 0:
-            stream.WriteBytes(bytes, input.Below(300));
-            break;
-        case 1:
-            stream.ReadBytes(bytes, input.Below(300));
-            break;
-        case 2:
-            stream.WriteChar(static_cast<char>(input.Byte()));
-            break;
-        case 3:
-            stream.ReadChar(letter);
-            break;
-        case 4:
-            stream.WriteU32(input.Long());
-            break;
-        case 5:
-            stream.ReadU32(number);
-            break;
-        case 6:
-            stream.WriteU16(static_cast<uint16_t>(input.Word()));
-            break;
-        case 7:
-            stream.ReadU16(shortNumber);
-            break;
-        case 8:
-            stream.WriteFloat(std::bit_cast<float>(input.Long()));
-            break;
-        case 9:
-            stream.ReadFloat(real);
-            break;
-        case 10:
-            stream.WriteText(input.Flag() ? TextOf(input).c_str() : nullptr);
-            break;
-        case 11:
-            stream.ReadText(text, 1 + input.Below(maxTextBytes));
-            FUZZ_REQUIRE(std::find(text, text + maxTextBytes, '\0') != text + maxTextBytes);
-            break;
-        case 12:
-            stream << String_t(TextOf(input).c_str());
-            break;
-        case 13:
-            stream >> string;
-            break;
-        case 14:
-            // A gap behind the end of a file is written in full: a small one.
-            stream.SeekWrite(static_cast<int32_t>(stream.file ? input.Word() : input.Long()));
-            break;
-        case 15:
-            stream.SeekRead(static_cast<int32_t>(input.Long()));
-            break;
-        case 16:
-            stream.SeekWriteBy(stream.file ? input.Word() : input.Long(), input.Flag() && !stream.file);
-            break;
-        default:
-            stream.SeekReadBy(input.Long(), input.Flag());
+    const uint32_t call = input.Below(18);
+    if (call == 0) stream.WriteBytes(bytes, input.Below(300));
+    if (call == 1) stream.ReadBytes(bytes, input.Below(300));
+    if (call == 2) stream.WriteChar(static_cast<char>(input.Byte()));
+    if (call == 3) stream.ReadChar(letter);
+    if (call == 4) stream.WriteU32(input.Long());
+    if (call == 5) stream.ReadU32(number);
+    if (call == 6) stream.WriteU16(static_cast<uint16_t>(input.Word()));
+    if (call == 7) stream.ReadU16(shortNumber);
+    if (call == 8) stream.WriteFloat(std::bit_cast<float>(input.Long()));
+    if (call == 9) stream.ReadFloat(real);
+    if (call == 10) stream.WriteText(input.Flag() ? TextOf(input).c_str() : nullptr);
+    if (call == 11) {
+        stream.ReadText(text, 1 + input.Below(maxTextBytes));
+        FUZZ_REQUIRE(std::find(text, text + maxTextBytes, '\0') != text + maxTextBytes);
     }
+    if (call == 12) stream << String_t(TextOf(input).c_str());
+    if (call == 13) stream >> string;
+    // A gap behind the end of a file is written in full: a small one.
+    if (call == 14) stream.SeekWrite(static_cast<int32_t>(stream.file ? input.Word() : input.Long()));
+    if (call == 15) stream.SeekRead(static_cast<int32_t>(input.Long()));
+    if (call == 16)
+        stream.SeekWriteBy(stream.file ? input.Word() : input.Long(), input.Flag() && !stream.file);
+    if (call == 17) stream.SeekReadBy(input.Long(), input.Flag());
 }
 
 void CheckWild(Input_t& input) {
@@ -103,7 +70,7 @@ void CheckWild(Input_t& input) {
     std::unique_ptr<BinaryStream> stream;
     if (kind == 0) stream = std::make_unique<BinaryStream>(size);
     if (kind == 1) stream = std::make_unique<BinaryStream>(lent.data(), size);
-    const std::string path = fuzz::Scratch_t::Write("wild", "0123456789", std::min(size, 10u));
+    const std::string path = fuzz::WriteScratch("wild", "0123456789", std::min(size, 10u));
     if (kind == 2) stream = std::make_unique<BinaryStream>(path.c_str(), 1);
     for (int calls = 0; calls < 300 && !input.IsEmpty(); ++calls) {
         CallAnything(*stream, input);
@@ -120,32 +87,18 @@ std::vector<uint32_t> CallSensibly(BinaryStream& stream, Input_t input, uint32_t
     uint16_t shortNumber = 0;
     uint8_t bytes[32] = {};
     String_t string;
-    switch (input.Below(8)) {
-        case 0:
-            stream.WriteU32(input.Long());
-            break;
-        case 1:
-            stream.WriteU16(static_cast<uint16_t>(input.Word()));
-            break;
-        case 2:
-            for (uint8_t& byte : bytes) byte = input.Byte();
-            stream.WriteBytes(bytes, input.Below(32));
-            break;
-        case 3:
-            if (left >= 4) stream.ReadU32(number);
-            break;
-        case 4:
-            if (left >= 2) stream.ReadU16(shortNumber);
-            break;
-        case 5:
-            if (left >= 32) stream.ReadBytes(bytes, input.Below(32));
-            break;
-        case 6:
-            if (written > 0) stream.SeekRead(static_cast<int32_t>(input.Below(written)));
-            break;
-        default:
-            if (written > 0) stream.SeekWrite(static_cast<int32_t>(input.Below(written)));
+    const uint32_t call = input.Below(8);
+    if (call == 0) stream.WriteU32(input.Long());
+    if (call == 1) stream.WriteU16(static_cast<uint16_t>(input.Word()));
+    if (call == 2) {
+        for (uint8_t& byte : bytes) byte = input.Byte();
+        stream.WriteBytes(bytes, input.Below(32));
     }
+    if (call == 3 && left >= 4) stream.ReadU32(number);
+    if (call == 4 && left >= 2) stream.ReadU16(shortNumber);
+    if (call == 5 && left >= 32) stream.ReadBytes(bytes, input.Below(32));
+    if (call == 6 && written > 0) stream.SeekRead(static_cast<int32_t>(input.Below(written)));
+    if (call == 7 && written > 0) stream.SeekWrite(static_cast<int32_t>(input.Below(written)));
     read.insert(read.end(), {number, shortNumber, static_cast<uint32_t>(stream.TellRead()),
                              static_cast<uint32_t>(stream.TellWrite())});
     read.insert(read.end(), bytes, bytes + sizeof bytes);
@@ -154,8 +107,8 @@ std::vector<uint32_t> CallSensibly(BinaryStream& stream, Input_t input, uint32_t
 }
 
 void CheckSensible(Input_t& input) {
-    std::filesystem::remove(fuzz::Scratch_t::At("sensible"));
-    BinaryStream file(fuzz::Scratch_t::At("sensible").c_str(), 1), memory(1 + input.Below(64));
+    std::filesystem::remove(fuzz::Scratch().At("sensible"));
+    BinaryStream file(fuzz::Scratch().At("sensible").c_str(), 1), memory(1 + input.Below(64));
     uint32_t written = 0;
     for (int calls = 0; calls < 300 && !input.IsEmpty(); ++calls) {
         uint32_t used = 0;

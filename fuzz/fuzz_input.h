@@ -9,9 +9,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <string>
+
+#include "tests/scratch_folder.h"
 
 #define FUZZ_REQUIRE(condition) \
     (static_cast<bool>(condition) ? void() : fuzz::Fail(#condition, __FILE__, __LINE__))
@@ -55,31 +55,14 @@ class Input_t {
 };
 
 // A folder of the process, gone at its end.
-class Scratch_t {
-  public:
-    static std::string At(const std::string& name) {
-        static Scratch_t folder;
-        return (folder.path / name).string();
-    }
-    // Returns the path.
-    static std::string Write(const std::string& name, const void* bytes, std::size_t count) {
-        const std::string path = At(name);
-        std::ofstream(path, std::ios::binary | std::ios::trunc)
-            .write(static_cast<const char*>(bytes), static_cast<std::streamsize>(count));
-        return path;
-    }
+inline const ScratchFolder_t& Scratch() {
+    static const ScratchFolder_t folder;
+    return folder;
+}
 
-  private:
-    Scratch_t() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "ringmix-fuzz-XXXXXX").string();
-        path = mkdtemp(pattern.data());
-    }
-    ~Scratch_t() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path, ignored);
-    }
-
-    std::filesystem::path path;
-};
+// The path of a new file there.
+inline std::string WriteScratch(const std::string& name, const void* bytes, std::size_t count) {
+    return Scratch().Write(name, {static_cast<const char*>(bytes), count});
+}
 
 }  // namespace fuzz

@@ -6,17 +6,15 @@
 #include <memory>
 #include <vector>
 
-#include "compressed/ima_adpcm.h"
-#include "compressed/ima_adpcm_file.h"
 #include "core/audio_system.h"
 #include "fuzz/fuzz_engine.h"
 #include "fuzz/fuzz_input.h"
 #include "fuzz/invariants.h"
 #include "fuzz/targets.h"
 #include "platform/manual_output.h"
-#include "sounds/sound_file.h"
 #include "streaming/base_stream.h"
 #include "streaming/raw_stream_sound.h"
+#include "tests/ima_sounds.h"
 #include "voices/sliding_voice.h"
 
 namespace {
@@ -48,35 +46,6 @@ struct sound_file_t {
     std::string name, path, image;
 };
 
-std::string ImageOf(const shape_t& shape, const std::string& name, bool isIma) {
-    const sound_header_t header{name,
-                                shape.frames,
-                                shape.isStereo,
-                                isIma || shape.is16Bit,
-                                shape.rateDivisor,
-                                shape.lockFlags,
-                                shape.baseVolume};
-    std::string data;
-    const auto next = [at = uint32_t{1}]() mutable {
-        return static_cast<char>((at = at * 1664525 + 1013904223) >> 24);
-    };
-    if (!isIma) {
-        data.resize(header.SampleBytes());
-        std::generate(data.begin(), data.end(), next);
-        return FormatSoundHeader(header) + data;
-    }
-    const uint32_t perBlock = ImaSamplesPerBlock(shape.blockBytes, shape.isStereo);
-    data.resize(std::size_t{(shape.frames + perBlock - 1) / perBlock} * shape.blockBytes);
-    std::generate(data.begin(), data.end(), next);
-    for (std::size_t head = 0; head < data.size(); head += shape.blockBytes) {
-        for (std::size_t at = head; at < head + (shape.isStereo ? 8 : 4); at += 4) {
-            data[at + 2] = static_cast<char>(data[at + 2] & 63);
-            data[at + 3] = 0;
-        }
-    }
-    return FormatImaHeader(shape.blockBytes, header, static_cast<uint32_t>(data.size())) + data;
-}
-
 const sound_file_t& FileOf(uint32_t tag, uint32_t shape) {
     static const std::vector<sound_file_t> files = [] {
         std::vector<sound_file_t> made;
@@ -84,9 +53,11 @@ const sound_file_t& FileOf(uint32_t tag, uint32_t shape) {
             for (uint32_t i = 0; i < shapeCount; ++i) {
                 sound_file_t file;
                 file.name = std::string(each) + std::to_string(i);
-                file.image = ImageOf(shapes[i], file.name, each[0] == 'i');
-                file.path =
-                    fuzz::Scratch_t::Write(file.name + "." + each, file.image.data(), file.image.size());
+                const shape_t& s = shapes[i];
+                file.image = NoiseImage(
+                    {file.name, s.frames, s.isStereo, s.is16Bit, s.rateDivisor, s.lockFlags, s.baseVolume},
+                    each[0] == 'i' ? s.blockBytes : 0, i);
+                file.path = fuzz::WriteScratch(file.name + "." + each, file.image.data(), file.image.size());
                 made.push_back(file);
             }
         }
@@ -109,6 +80,7 @@ class Host_t {
         platform::ManualSettings() = {};
         Voice_t::FreeAll();
         LoadStreams();
+        fuzz::RequireInvariants();
         fuzz::RequireNoPages();
         engine.reset();
     }
@@ -123,23 +95,13 @@ class Host_t {
     }
 
     void Call() {
-        const uint8_t call = input.Byte();
-        switch (call % 8) {
-            case 0:
-            case 1:
-                return Tick();
-            case 2:
-            case 3:
-                return CallVoice();
-            case 4:
-                return CallSounds();
-            case 5:
-                return NewVoice();
-            case 6:
-                return LoadStreams();
-            default:
-                return input.Below(3) ? CallRawStream() : CallSystem();
-        }
+        const uint32_t call = input.Byte() % 8;
+        if (call <= 1) return Tick();
+        if (call <= 3) return CallVoice();
+        if (call == 4) return CallSounds();
+        if (call == 5) return NewVoice();
+        if (call == 6) return LoadStreams();
+        return input.Below(3) ? CallRawStream() : CallSystem();
     }
 
     void Tick() {
@@ -149,30 +111,17 @@ class Host_t {
     }
 
     void CallSystem() {
-        switch (input.Below(10)) {
-            case 0:
-                return SetWorstCaseFrameRate(static_cast<float>(input.Word()) / 64);
-            case 1:
-                return paused ? Resume() : Pause();
-            case 2:
-                return platform::LoseManualBuffer();
-            case 3:
-                return BreakDevice();
-            case 4:
-                platform::ManualSettings() = {};
-                return;
-            case 5:
-                return StartEngine();
-            case 6:
-                return Voice_t::StopAndRewindAll();
-            case 7:
-                return Voice_t::FreeAll();
-            case 8:
-                (void)fuzz::Engine_t::Play(input.Below(60000));
-                return;
-            default:
-                return SaveAndLoad();
-        }
+        const uint32_t call = input.Below(10);
+        if (call == 0) return SetWorstCaseFrameRate(static_cast<float>(input.Word()) / 64);
+        if (call == 1) return paused ? Resume() : Pause();
+        if (call == 2) return platform::LoseManualBuffer();
+        if (call == 3) return BreakDevice();
+        if (call == 4) platform::ManualSettings() = {};
+        if (call == 5) return StartEngine();
+        if (call == 6) return Voice_t::StopAndRewindAll();
+        if (call == 7) return Voice_t::FreeAll();
+        if (call == 8) (void)fuzz::Engine_t::Play(input.Below(60000));
+        if (call == 9) return SaveAndLoad();
     }
 
     void BreakDevice() {
@@ -206,20 +155,15 @@ class Host_t {
         const char* archive = AnyArchive();
         const sound_file_t& file = AnyFile();
         if (call < 6) return LoadSound(file.path.c_str(), archive);
-        switch (call) {
-            case 6:
-                return LoadSoundFromBuffer((file.name + "." + file.name.substr(0, 2)).c_str(),
-                                           file.image.data(), static_cast<unsigned>(file.image.size()));
-            case 7:
-                FreeVoicesUsingSound(file.name.c_str(), archive);
-                return FreeSound(file.name.c_str(), archive);
-            case 8:
-                FreeVoicesUsingArchive(archive);
-                return FreeArchive(archive);
-            default:
-                Voice_t::FreeAll();
-                return Sound_t::FreeAll();
-        }
+        if (call == 6)
+            return LoadSoundFromBuffer((file.name + "." + file.name.substr(0, 2)).c_str(), file.image.data(),
+                                       static_cast<unsigned>(file.image.size()));
+        if (call == 7) FreeVoicesUsingSound(file.name.c_str(), archive);
+        if (call == 7) return FreeSound(file.name.c_str(), archive);
+        if (call == 8) FreeVoicesUsingArchive(archive);
+        if (call == 8) return FreeArchive(archive);
+        Voice_t::FreeAll();
+        Sound_t::FreeAll();
     }
 
     // The archive goes for a moment, with the voices on it.
@@ -253,45 +197,26 @@ class Host_t {
     void CallVoice() {
         if (voices.empty()) return;
         Voice_t& voice = *voices[input.Below(static_cast<uint32_t>(voices.size()))];
-        switch (input.Below(16)) {
-            case 0:
-            case 1:
-                return voice.Play();
-            case 2:
-                return voice.Stop();
-            case 3:
-                return voice.SetPos(PositionIn(voice));
-            case 4:
-                voice.isLooping = !voice.isLooping;
-                return;
-            case 5: {
-                const float left = Volume();
-                return voice.SetVolume(left, input.Flag() ? left : Volume());
-            }
-            case 6:
-                return voice.SetFrequency(Ratio());
-            case 7:
-                return voice.SetBaseVolume(Volume());
-            case 8:
-            case 9: {
-                Sound_t* sound = AnySound();
-                if (voice.IsCompatibleSound(sound)) voice.QueueSound(sound);
-                return;
-            }
-            case 10:
-                return voice.ReleaseSound();
-            case 11:
-                delete &voice;
-                return;
-            case 12:
-                voice.stopPosition = input.Flag() ? noStopPosition : PositionIn(voice);
-                return;
-            case 13:
-                voice.deleteWhenDone = true;
-                return;
-            default:
-                return Slide(voice);
+        const uint32_t call = input.Below(16);
+        if (call <= 1) return voice.Play();
+        if (call == 2) return voice.Stop();
+        if (call == 3) return voice.SetPos(PositionIn(voice));
+        if (call == 4) voice.isLooping = !voice.isLooping;
+        if (call == 5) {
+            const float left = Volume();
+            return voice.SetVolume(left, input.Flag() ? left : Volume());
         }
+        if (call == 6) return voice.SetFrequency(Ratio());
+        if (call == 7) return voice.SetBaseVolume(Volume());
+        if (call == 8 || call == 9) {
+            Sound_t* sound = AnySound();
+            return voice.IsCompatibleSound(sound) ? voice.QueueSound(sound) : void();
+        }
+        if (call == 10) return voice.ReleaseSound();
+        if (call == 11) delete &voice;
+        if (call == 12) voice.stopPosition = input.Flag() ? noStopPosition : PositionIn(voice);
+        if (call == 13) voice.deleteWhenDone = true;
+        if (call >= 14) Slide(voice);
     }
 
     void Slide(Voice_t& voice) {
@@ -322,26 +247,18 @@ class Host_t {
             FUZZ_REQUIRE(made == Raw());
             return;
         }
-        switch (input.Below(8)) {
-            case 0:
-            case 1:
-            case 2: {
-                const std::vector<uint8_t> piece(input.Below(9000), input.Byte());
-                return raw->FeedData(piece.data(), static_cast<uint32_t>(piece.size()));
-            }
-            case 3:
-                return raw->PlayOneShot();
-            case 4:
-                return raw->StopStream();
-            case 5:
-                return raw->DestroyVoice();
-            case 6:
-                if (input.Flag()) return raw->SetStreamFrequency(Ratio());
-                return raw->SetStreamVolume(Volume(), Volume());
-            default:
-                FreeVoicesUsingSound("raw", "raw");
-                return FreeSound("raw", "raw");
+        const uint32_t call = input.Below(8);
+        if (call <= 2) {
+            const std::vector<uint8_t> piece(input.Below(9000), input.Byte());
+            return raw->FeedData(piece.data(), static_cast<uint32_t>(piece.size()));
         }
+        if (call == 3) return raw->PlayOneShot();
+        if (call == 4) return raw->StopStream();
+        if (call == 5) return raw->DestroyVoice();
+        if (call == 6 && input.Flag()) return raw->SetStreamFrequency(Ratio());
+        if (call == 6) return raw->SetStreamVolume(Volume(), Volume());
+        FreeVoicesUsingSound("raw", "raw");
+        FreeSound("raw", "raw");
     }
 
     // Of the voices that a call has freed.

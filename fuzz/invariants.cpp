@@ -228,7 +228,9 @@ void RequireInvariants(bool withMemory) {
 }
 
 void RequireNoPages() {
-    RequireInvariants();
+    if (!initialized) return;
+    isMemoryChecked = true;
+    CheckPages();
     ForEachSound([](Sound_t& sound, const String_t&) {
         const FilePages_t* pages = nullptr;
         if (const auto* stream = dynamic_cast<const StreamSound_t*>(&sound)) pages = &stream->pages;

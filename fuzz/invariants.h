@@ -8,7 +8,8 @@ namespace fuzz {
 // pages that it should give back, memory that nobody holds.
 void RequireInvariants(bool withMemory = true);
 
-// Behind a loader's pass with all voices gone: no page has a count, a flag or memory.
+// Behind a loader's pass with all voices of streams gone: no page has a count, a flag or memory. May be
+// called while the mixing thread runs.
 void RequireNoPages();
 
 }  // namespace fuzz

@@ -8,7 +8,7 @@
 int FuzzScene(const uint8_t* data, std::size_t size) {
     if (size > 1u << 16) return 0;
     tools::scene_t scene;
-    const tools::outcome_t read = tools::ReadScene(fuzz::Scratch_t::Write("scene.toml", data, size), scene);
+    const tools::outcome_t read = tools::ReadScene(fuzz::WriteScratch("scene.toml", data, size), scene);
     FUZZ_REQUIRE(read || (!read.subject.empty() && !read.reason.empty()));
     if (!read) return 0;
     FUZZ_REQUIRE(scene.frameRate > 0.0 && scene.frameRate <= tools::maxFrameRate);

@@ -88,12 +88,12 @@ std::string NameIn(const uint8_t* data, std::size_t size) {
 int FuzzSoundFile(const uint8_t* data, std::size_t size) {
     if (size > 1u << 20) return 0;
     fuzz::SetPageSizes(pageBytes, pageBytes);
-    const std::string path = fuzz::Scratch_t::Write("sound.sn", data, size);
+    const std::string path = fuzz::WriteScratch("sound.sn", data, size);
     const bool isPlain = LoadEachWay<SimpleSound_t, StreamSound_t>(path, data, size);
     const bool isIma = LoadEachWay<IMA_ADPCM_Sound_t, IMA_ADPCM_StreamSound_t>(path, data, size);
     if (!isPlain && !isIma) return 0;
-    const std::string memory = isPlain ? path : fuzz::Scratch_t::Write("sound.isn", data, size);
-    const std::string stream = fuzz::Scratch_t::Write(isPlain ? "sound.ssn" : "sound.iss", data, size);
+    const std::string memory = isPlain ? path : fuzz::WriteScratch("sound.isn", data, size);
+    const std::string stream = fuzz::WriteScratch(isPlain ? "sound.ssn" : "sound.iss", data, size);
     const std::size_t last = std::min<std::size_t>(size, 8);
     RequireSameSound(memory, stream, NameIn(data, size), fuzz::Input_t(data + size - last, last));
     return 0;

@@ -25,8 +25,8 @@ void Import(const std::string& wave, const std::string& soundPath) {
 int FuzzWaveImport(const uint8_t* data, std::size_t size) {
     if (size > 1u << 20) return 0;
     fuzz::SetPageSizes(4096, 4096);
-    const std::string wave = fuzz::Scratch_t::Write("input.wav", data, size);
-    Import<SimpleSound_t>(wave, fuzz::Scratch_t::At("imported.sn"));
-    Import<IMA_ADPCM_Sound_t>(wave, fuzz::Scratch_t::At("imported.isn"));
+    const std::string wave = fuzz::WriteScratch("input.wav", data, size);
+    Import<SimpleSound_t>(wave, fuzz::Scratch().At("imported.sn"));
+    Import<IMA_ADPCM_Sound_t>(wave, fuzz::Scratch().At("imported.isn"));
     return 0;
 }

@@ -1,7 +1,6 @@
 // archive_test.cpp - whole archives out to files and buffers and in again, and what is left of damaged ones.
 #include "sounds/archive.h"
 
-#include <map>
 #include <memory>
 
 #include "engine_fixture.h"
@@ -26,22 +25,6 @@ const std::string both = soundA + soundB + marker;
 std::string Image(Archive_t& archive, std::size_t size) {
     const std::unique_ptr<uint8_t[]> buffer(new uint8_t[size]);
     return {buffer.get(), buffer.get() + archive.SaveToBuffer(buffer.get(), static_cast<unsigned>(size))};
-}
-
-// Tag, archive and record of every sound, by name.
-std::map<std::string, std::string> Content(const Archive_t& archive) {
-    std::map<std::string, std::string> content;
-    String_t key;
-    void* found = nullptr;
-    for (void* position = archive.StartPosition(); position;) {
-        archive.GetNext(position, key, found);
-        auto* sound = static_cast<Sound_t*>(found);
-        BinaryStream stream(64);
-        stream << sound->classTag << sound->archiveName;
-        sound->Serialize(stream, true);
-        content[key.text] = {stream.base, stream.writeCursor};
-    }
-    return content;
 }
 
 class ArchiveFile : public EngineFixture_t {
@@ -99,10 +82,8 @@ TEST_F(ArchiveFile, RoundTrips) {
     for (uint32_t i = 0; i < 60; ++i) {
         const sound_header_t header{"sound" + std::to_string(i * i), 20 * i, i % 3 == 0, true, 1 + i % 4, i,
                                     static_cast<float>(i) * 0.1f};
-        const std::string blocks = RandomBlocks(80, 64, header.isStereo, i);
         Sound_t* sound = i % 2 ? new IMA_ADPCM_Sound_t : static_cast<Sound_t*>(new SimpleSound_t);
-        const std::string image =
-            (i % 2 ? FormatImaHeader(64, header, 80 * 64) : FormatSoundHeader(header)) + blocks;
+        const std::string image = NoiseImage(header, i % 2 ? 64 : 0, i);
         sound->LoadFromBuffer(image.data(), static_cast<unsigned>(image.size()));
         sound->classTag = i % 2 ? "isn" : "sn";
         sound->archiveName = "here";
@@ -114,7 +95,6 @@ TEST_F(ArchiveFile, RoundTrips) {
     EXPECT_EQ(Image(first, image.size()), image);
     first.RemoveSound("untagged");
     Load(second, image, true);
-    EXPECT_EQ(Content(second), Content(first));
     const std::string turned = Image(second, image.size());
     std::size_t at = 0;
     for (const auto& bucket : names)
@@ -134,21 +114,6 @@ TEST_F(ArchiveFile, CutAnywhere) {
     }
     for (std::size_t size = 0; size < both.size(); ++size) EXPECT_LE(Image(archive, size).size(), size);
     EXPECT_EQ(Image(archive, both.size()), both);
-}
-
-TEST_F(ArchiveFile, Mutations) {
-    int sounds = 0;
-    const unsigned trials = 8000;
-    for (unsigned trial = 0; trial < trials; ++trial) {
-        SCOPED_TRACE(testing::Message() << "trial " << trial);
-        std::mt19937 random(trial);
-        Archive_t archive, again;
-        Load(archive, Mutated(both, both.size(), 3, "\0\1\2\5\x7F\x80\xFF"s, random), trial % 4 == 0);
-        sounds += archive.count;
-        Load(again, Image(archive, 1000), false);
-        ASSERT_EQ(Content(again), Content(archive));
-    }
-    EXPECT_TRUE(sounds > 4000 && sounds < 15'000) << sounds;
 }
 
 TEST_F(ArchiveFile, AFailedSaveKeepsTheOldFile) {

@@ -9,7 +9,6 @@
 #include <random>
 
 #include "tests/engine_fixture.h"
-#include "tests/voice_model.h"
 
 namespace {
 
@@ -32,13 +31,88 @@ struct ramp_t {
     }
 };
 
-struct engine_voice_t : model_t {
-    engine_voice_t(const Sound_t* sound, Voice_t* engineVoice, bool slides)
-        : model_t(sound), real(engineVoice), isSliding(slides) {
-        if (slides) mixFlags = prepareAtTop;
+constexpr int32_t bothSlots = 256 * 0x80000;  // silence of a slot, in 1/256 sample steps
+
+// All entries in 1/256 of a sample step of the low slot; the high slot counts 2^32 of them.
+struct model_ring_t {
+    explicit model_ring_t(uint64_t frames) : sums(frames, int64_t{bothSlots} << 32 | bothSlots) {}
+
+    std::vector<int64_t> sums;
+    std::vector<std::size_t> touched{};
+
+    void Add(uint64_t frame, unsigned channel, int32_t sample, int32_t gain) {
+        touched.push_back(frame / 2 * 2 + channel);
+        sums[touched.back()] += int64_t{sample} * gain * (frame % 2 == 0 ? 1 : int64_t{1} << 32);
     }
 
-    bool Prepare(uint32_t) override {
+    // What storing an entry as a double does.
+    void Store() {
+        for (const auto entry : touched) sums[entry] = static_cast<int64_t>(static_cast<double>(sums[entry]));
+        touched.clear();
+    }
+};
+
+// The rules of a voice, in the plainest words. What its setters leave behind is taken from the voice.
+struct model_t {
+    model_t(const Sound_t* sound, Voice_t* engineVoice, bool slides)
+        : real(engineVoice), isSliding(slides), queue{sound} {}
+
+    Voice_t* real;
+    bool isSliding, isPlaying = false, endsItself = false;
+    int mode = 0;
+    uint64_t next = 0;  // the frame that is mixed next
+    ramp_t frequency, volume;
+
+    std::vector<const Sound_t*> queue;
+    std::size_t current = 0;
+    uint64_t base = 0, position = 0, fraction = 0, step = 0;
+    float left = 1.0f, right = 1.0f, baseVolume = 1.0f;
+    bool isFrequencySet = false, isLooping = false;
+    uint32_t stop = noStopPosition;
+
+    void TakeSettings() {
+        step = real->step;
+        left = real->leftVolume;
+        right = real->rightVolume;
+        baseVolume = real->baseVolume;
+        isFrequencySet = real->pathFlags & pathFrequency;
+        isLooping = real->isLooping;
+        stop = real->stopPosition;
+    }
+
+    const Sound_t& Now() const { return *queue[current]; }
+    bool IsPlain() const {
+        return left * baseVolume == 1.0f && right * baseVolume == 1.0f && left == right && !isFrequencySet;
+    }
+    bool IsInside() const { return position + (fraction + step) / 1024 < Now().frameCount; }
+
+    void Attach(std::size_t index, uint64_t newBase) {
+        step *= Now().rateDivisor;
+        current = index;
+        base = newBase;
+        position = fraction = 0;
+        baseVolume = Now().baseVolume;
+        if (Now().lockFlags & lockFrequency) {
+            step = 1024;
+            isFrequencySet = false;
+        }
+        step /= Now().rateDivisor;
+        if (Now().lockFlags & lockVolume) left = right = 1.0f;
+        if (Now().lockFlags & lockPan) right = left;
+    }
+
+    void SetPos(uint64_t target) {
+        if (target < base || target > base + Now().frameCount) {
+            std::size_t index = 0;
+            uint64_t start = 0;
+            while (start + queue[index]->frameCount <= target) start += queue[index++]->frameCount;
+            Attach(index, start);
+        }
+        position = target - base;
+        fraction = 0;
+    }
+
+    void Prepare() {
         const uint64_t at = base + position;
         const bool isPanLocked = Now().lockFlags & lockPan;
         if (frequency.isActive && !(Now().lockFlags & lockFrequency)) {
@@ -50,19 +124,77 @@ struct engine_voice_t : model_t {
             left = volume.At(at, 0);
             right = isPanLocked ? left : volume.At(at, 2);
         }
-        return true;
+    }
+
+    // How many of the wanted frames this pass has.
+    uint64_t Length(uint64_t wanted, bool& isStopHit) const {
+        const uint64_t framesLeft = Now().frameCount - position, divisor = Now().rateDivisor;
+        uint64_t count = 0;
+        while (count < wanted && fraction + (count + 1) * step <= framesLeft * 1024) ++count;
+        if (IsPlain() && count / divisor > framesLeft) count = framesLeft * divisor;
+        const uint64_t absolute = base + position, reached = absolute + (fraction + count * step) / 1024;
+        isStopHit = stop != noStopPosition && stop >= absolute && stop <= reached;
+        if (!isStopHit) return count;
+        count = 0;
+        while (fraction + (count + 1) * step <= (stop - absolute) * 1024) ++count;
+        return count;
+    }
+
+    int32_t SampleAt(uint64_t frame, unsigned channel) const {
+        const Sound_t& s = Now();
+        const uint64_t index = s.isStereo ? frame * 2 + channel : frame;
+        return s.is16Bit ? s.samples[2 * index] + 256 * s.samples[2 * index + 1] - 0x8000
+                         : 256 * s.samples[index] - 0x8000;
+    }
+
+    void MixPass(model_ring_t& ring, uint64_t at, uint64_t count) const {
+        const float volumes[2] = {left * baseVolume, right * baseVolume};
+        if (volumes[0] < 0.1f && volumes[1] < 0.1f) return;
+        const uint64_t divisor = Now().rateDivisor;
+        if (IsPlain() && divisor != 1 && divisor != 2 && divisor != 4) return;
+        if (IsPlain()) count -= count % divisor;
+        if (IsPlain() && divisor != 1) at -= at % 2;
+        for (uint64_t j = 0; j < count; ++j) {
+            const uint64_t frame = position + (IsPlain() ? j / divisor : (fraction + j * step) / 1024);
+            for (unsigned channel = 0; channel < 2; ++channel) {
+                const auto gain = static_cast<int32_t>(std::floor(volumes[channel] * 256.0));
+                ring.Add(at + j, channel, SampleAt(frame, channel), gain);
+            }
+        }
+        ring.Store();
+    }
+
+    bool Mix(model_ring_t& ring, uint64_t at, uint64_t wanted) {
+        bool hasLooped = false, hasMoved = false, isStopHit = false;
+        while (wanted > 0) {
+            if (isSliding) Prepare();
+            const uint64_t count = Length(wanted, isStopHit);
+            MixPass(ring, at, count);
+            at = (at + count) % ring.sums.size();
+            position += (fraction + count * step) / 1024;
+            fraction = (fraction + count * step) % 1024;
+            wanted -= count;
+            hasMoved = hasMoved || count > 0;
+            if (isStopHit) return false;
+            if (IsInside()) break;
+            if (current + 1 < queue.size()) {
+                Attach(current + 1, base + Now().frameCount);
+            } else if (isLooping) {
+                if (hasLooped && !hasMoved) return false;
+                hasLooped = true;
+                hasMoved = false;
+                SetPos(0);
+            } else {
+                break;
+            }
+        }
+        return IsInside();
     }
 
     unsigned CostIndex() const {
         const bool isGain = left * baseVolume != 1.0f || right * baseVolume != 1.0f || isFrequencySet;
         return (isSliding ? 8 : 0) + (Now().is16Bit ? 4 : 0) + (Now().isStereo ? 2 : 0) + (isGain ? 1 : 0);
     }
-
-    Voice_t* real;
-    bool isSliding, isPlaying = false, endsItself = false;
-    int mode = 0;
-    uint64_t next = 0;  // the frame that is mixed next
-    ramp_t frequency, volume;
 };
 
 class EngineModel_t {
@@ -82,11 +214,11 @@ class EngineModel_t {
         const uint64_t rewind = starting.empty() ? 0 : StartVoices();
         Pass(rewind);
         base = written;
-        for (engine_voice_t& voice : voices) {
+        for (model_t& voice : voices) {
             if (!voice.isPlaying) continue;
             if (!MixAhead(voice)) End(voice);
         }
-        voices.remove_if([](const engine_voice_t& voice) { return voice.endsItself && !voice.isPlaying; });
+        voices.remove_if([](const model_t& voice) { return voice.endsItself && !voice.isPlaying; });
     }
 
     // Appends what the device plays meanwhile.
@@ -96,21 +228,21 @@ class EngineModel_t {
         PlayUntil(end, heard);
     }
 
-    void Play(engine_voice_t& voice) {
+    void Play(model_t& voice) {
         if (voice.isPlaying) return;
         starting.push_back(&voice);
         voice.isPlaying = true;
     }
-    void Stop(engine_voice_t& voice) {
+    void Stop(model_t& voice) {
         starting.remove(&voice);
         voice.isPlaying = false;
     }
-    void Delete(engine_voice_t& voice) {
+    void Delete(model_t& voice) {
         Stop(voice);
-        voices.remove_if([&](const engine_voice_t& other) { return &other == &voice; });
+        voices.remove_if([&](const model_t& other) { return &other == &voice; });
     }
 
-    std::list<engine_voice_t> voices;
+    std::list<model_t> voices;
     float costs[16] = {};  // of simple voices, of sliding ones
 
   private:
@@ -156,7 +288,7 @@ class EngineModel_t {
     uint64_t StartVoices() {
         float costSum = 0.0f;
         bool skips = startsAtHorizon || isEmulated, toHorizon = skips;
-        for (const engine_voice_t* voice : starting) {
+        for (const model_t* voice : starting) {
             const float cost = costs[voice->CostIndex()];
             skips = skips || cost == 0.0f;
             costSum += cost;
@@ -171,12 +303,12 @@ class EngineModel_t {
                 toHorizon = true;
             }
         }
-        for (const auto list = starting; engine_voice_t * voice : list) Start(*voice, rewind, toHorizon);
+        for (const auto list = starting; model_t * voice : list) Start(*voice, rewind, toHorizon);
         starting.clear();
         return rewind;
     }
 
-    void Start(engine_voice_t& voice, uint64_t rewind, bool atHorizon) {
+    void Start(model_t& voice, uint64_t rewind, bool atHorizon) {
         voice.next = base + horizon;
         if (atHorizon) return;
         const uint64_t frames = horizon + rewind;
@@ -192,7 +324,7 @@ class EngineModel_t {
 
     // In stretches of at most `chunk` half frames, none across a whole turn of the ring. A chunk may be an
     // odd number of half frames: then the voice moves on by half a frame less than time does.
-    bool MixFrom(engine_voice_t& voice, uint64_t firstFrame, uint64_t frames, uint64_t chunk) {
+    bool MixFrom(model_t& voice, uint64_t firstFrame, uint64_t frames, uint64_t chunk) {
         bool isAlive = true;
         uint64_t from = 2 * firstFrame;
         for (const uint64_t end = from + 2 * frames; isAlive && from < end;) {
@@ -204,7 +336,7 @@ class EngineModel_t {
         return isAlive;
     }
 
-    bool MixAhead(engine_voice_t& voice) {
+    bool MixAhead(model_t& voice) {
         const uint64_t clear = base + ringFrames - deviceFrames, ahead = base + horizon;
         uint64_t frames = 0;
         if (voice.mode <= 1) frames = voice.next < ahead ? ahead - voice.next : 0;
@@ -215,14 +347,14 @@ class EngineModel_t {
         return MixFrom(voice, from, frames, voice.isSliding ? 2048 / voice.Now().rateDivisor : noLimit);
     }
 
-    void End(engine_voice_t& voice) {
+    void End(model_t& voice) {
         Stop(voice);
         if (!voice.endsItself) voice.SetPos(0);
     }
 
     model_ring_t ring;
     frames_t device;  // by frame: what was sent last
-    std::list<engine_voice_t*> starting;
+    std::list<model_t*> starting;
     uint64_t horizon, lead, writeLead;
     bool startsAtHorizon, isEmulated;
     uint64_t now = 0, nextPass = 0;            // clock units
@@ -264,22 +396,17 @@ class EngineModel : public EngineFixture_t {
         } else {
             sound->CreateCompatibleVoice(mode);
         }
-        engine_voice_t& voice = model.voices.emplace_back(
+        model_t& voice = model.voices.emplace_back(
             sound, static_cast<Voice_t*>(AudioSystem::allVoices.tail->data), isSliding);
         voice.endsItself = isOneShot;
         voice.mode = isOneShot ? 2 : mode;
-        TakeSettings(voice);
+        voice.TakeSettings();
         if (isOneShot) model.Play(voice);
     }
 
-    static void TakeSettings(engine_voice_t& voice) {
-        voice.TakeSettings(*voice.real);
-        voice.mixFlags = voice.isSliding ? prepareAtTop : prepareNever;
-    }
-
-    void Change(EngineModel_t& model, engine_voice_t& voice) {
+    void Change(EngineModel_t& model, model_t& voice) {
         Voice_t& real = *voice.real;
-        const uint32_t kind = Below(10), at = Below(real.totalLength + 2);
+        const uint32_t kind = Below(11), at = Below(real.totalLength + 2);
         if (kind <= 2) real.Play(), model.Play(voice);
         if (kind == 3) real.Stop(), model.Stop(voice);
         if (kind == 4) real.SetPos(at), voice.SetPos(at < real.totalLength ? at : 0);
@@ -291,11 +418,12 @@ class EngineModel : public EngineFixture_t {
         if (kind == 7) real.SetVolume(Part(), Part());
         if (kind == 8) real.SetFrequency(Ratio());
         if (kind == 9) real.stopPosition = Once(2) ? at : noStopPosition;
-        if (kind >= 6) TakeSettings(voice);
+        if (kind == 10) real.SetBaseVolume(Part());
+        if (kind >= 6) voice.TakeSettings();
         if (voice.isSliding && Once(2)) Slide(voice, at);
     }
 
-    void Slide(engine_voice_t& voice, uint32_t from) {
+    void Slide(model_t& voice, uint32_t from) {
         auto& real = static_cast<SlidingVoice_t&>(*voice.real);
         const uint32_t to = from + Below(20'000);
         ramp_t& ramp = Once(2) ? voice.frequency : voice.volume;
@@ -319,7 +447,7 @@ class EngineModel : public EngineFixture_t {
     void ChangeSomething(EngineModel_t& model) {
         if (model.voices.size() < 10 && Once(3)) MakeVoice(model);
         for (auto at = model.voices.begin(); at != model.voices.end();) {
-            engine_voice_t& voice = *at++;
+            model_t& voice = *at++;
             if (voice.endsItself || !Once(3)) continue;
             if (Once(12)) {
                 delete voice.real;
@@ -332,7 +460,7 @@ class EngineModel : public EngineFixture_t {
 
     static void CompareVoices(const EngineModel_t& model) {
         ASSERT_EQ(static_cast<std::size_t>(AudioSystem::allVoices.count), model.voices.size());
-        for (const engine_voice_t& voice : model.voices) {
+        for (const model_t& voice : model.voices) {
             ASSERT_EQ(voice.real->isPlaying, voice.isPlaying);
             ASSERT_EQ(voice.real->queueBase, voice.base);
             ASSERT_EQ(voice.real->position, voice.position);

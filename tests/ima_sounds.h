@@ -1,4 +1,4 @@
-// ima_sounds.h - IMA ADPCM blocks of noise, and what they decode to.
+// ima_sounds.h - IMA ADPCM blocks of noise and whole sounds of them, and what they decode to.
 #pragma once
 
 #include <algorithm>
@@ -59,14 +59,16 @@ inline std::vector<int16_t> Decode(IMA_ADPCM_Sound_t& sound) {
     return samples;
 }
 
-// Up to `most` of the first `reach` bytes replaced, removed or doubled by another: one of `likely`, or any.
-inline std::string Mutated(std::string bytes, std::size_t reach, unsigned most, const std::string& likely,
-                           std::mt19937& random) {
-    for (std::size_t changes = 1 + random() % most; changes > 0; --changes) {
-        const std::size_t pick = random() % (likely.size() + 1);
-        const char value = pick < likely.size() ? likely[pick] : static_cast<char>(random());
-        bytes.replace(random() % std::min(reach, bytes.size()), random() % 6 ? 1 : 0, random() % 6 ? 1 : 0,
-                      value);
+// The image of a sound of noise: of ADPCM in blocks of that size, or of plain samples for 0.
+inline std::string NoiseImage(sound_header_t header, uint32_t blockBytes, uint32_t seed) {
+    if (blockBytes == 0) {
+        const std::string block =
+            RandomBlocks(1, static_cast<uint32_t>(header.SampleBytes()) + 8, true, seed);
+        return FormatSoundHeader(header) + block.substr(8);
     }
-    return bytes;
+    header.is16Bit = true;
+    const uint32_t perBlock = ImaSamplesPerBlock(blockBytes, header.isStereo);
+    const uint32_t blockCount = (header.frameCount + perBlock - 1) / perBlock;
+    const std::string blocks = RandomBlocks(blockCount, blockBytes, header.isStereo, seed);
+    return FormatImaHeader(blockBytes, header, static_cast<uint32_t>(blocks.size())) + blocks;
 }

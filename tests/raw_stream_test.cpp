@@ -162,10 +162,6 @@ TEST_F(RawStream, Edges) {
     const std::string data = Samples(3000, format);
     RawStreamSound_t& sound = *Make("a", format, 2000);
     EXPECT_EQ(GetSound("a", "raw"), &sound);
-    EXPECT_EQ(RawStreamSound_t::GetTypedSound("a", "raw"), &sound);
-    EXPECT_EQ(RawStreamSound_t::GetTypedSound("b", "raw"), RawStreamSound_t::GetDefaultSound());
-    EXPECT_TRUE(sound.IsASortOf("RawStreamSound") && sound.IsASortOf("Sound") &&
-                !sound.IsASortOf("BaseStream"));
     EXPECT_EQ(sound.CreateCompatibleVoice(0), nullptr);
     EXPECT_STREQ(sound.classTag.text, "");
     AudioSystem::LoadStreams();

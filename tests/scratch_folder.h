@@ -1,8 +1,6 @@
 // scratch_folder.h - a folder of its own for each test, gone with it, and whole files in and out of it.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -13,8 +11,9 @@
 class ScratchFolder_t {
   public:
     ScratchFolder_t() {
-        // In memory if there is such a place: some tests write thousands of files.
-        const std::filesystem::path bases[] = {"/dev/shm", std::filesystem::temp_directory_path()};
+        // Where TMPDIR says, or in memory if there is such a place: some tests write thousands of files.
+        const std::filesystem::path temporary = std::filesystem::temp_directory_path();
+        const std::filesystem::path bases[] = {std::getenv("TMPDIR") ? temporary : "/dev/shm", temporary};
         for (const std::filesystem::path& base : bases) {
             std::string pattern = (base / "ringmix-test-XXXXXX").string();
             if (!mkdtemp(pattern.data())) continue;

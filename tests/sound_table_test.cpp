@@ -4,13 +4,11 @@
 #include <ringmix/sound_wrapper.h>
 #include <ringmix/voice_wrapper.h>
 
-#include <array>
 #include <memory>
 
-#include "engine_fixture.h"
 #include "foundation/class_registry.h"
-#include "scratch_folder.h"
 #include "sounds/simple_sound.h"
+#include "stream_fixture.h"
 
 namespace {
 
@@ -18,19 +16,11 @@ using AudioSystem::allVoices, AudioSystem::soundTable;
 using sound_handle_t = std::unique_ptr<SoundWrapper_t>;
 using voice_handle_t = std::unique_ptr<VoiceWrapper_t>;
 
-// A class of sound of the tests' own, registered while it lives.
-class OtherSound_t : public SimpleSound_t {
-  public:
-    bool IsASortOf(const char* className) const override {
-        return SameText(className, "OtherSound") || Sound_t::IsASortOf(className);
-    }
-};
-
-class SoundTable : public EngineFixture_t {
+class SoundTable : public StreamFixture_t {
   protected:
     void SetUp() override {
-        EngineFixture_t::SetUp();
-        ASSERT_TRUE(Start());
+        StreamFixture_t::SetUp();
+        StartWith(4096, 32);
     }
 
     // A file that holds a sound of that name.
@@ -43,8 +33,6 @@ class SoundTable : public EngineFixture_t {
         void* found = nullptr;
         return soundTable.Lookup(archive, found) ? static_cast<Archive_t*>(found)->count : -1;
     }
-
-    ScratchFolder_t folder;
 };
 
 TEST(ClassRegistryEntries, AreLinkedInAndInOrder) {
@@ -103,7 +91,6 @@ TEST_F(SoundTable, LoadsByExtensionAndNamesByContent) {
 }
 
 TEST_F(SoundTable, UnknownNamesGiveTheDefaultSound) {
-    EXPECT_EQ(AudioSystem::FindDefaultSound("SimpleSound"), nullptr);
     EXPECT_EQ(AudioSystem::FindDefaultSound("Nonsense"), nullptr);
     Sound_t* silence = AudioSystem::GetSound("none", nullptr);
     MakeSound("rain", 5, {}, Ramp);
@@ -115,22 +102,63 @@ TEST_F(SoundTable, UnknownNamesGiveTheDefaultSound) {
     EXPECT_STREQ(silence->classTag.text, "");
     EXPECT_EQ(silence->frameCount, 0u);
     EXPECT_EQ(soundTable.count, 1);
+}
 
-    Sound_t* simple = SimpleSound_t::GetDefaultSound();
-    EXPECT_NE(simple, silence);
-    EXPECT_EQ(SimpleSound_t::GetDefaultSound(), simple);
-    EXPECT_EQ(AudioSystem::FindDefaultSound("SimpleSound"), simple);
-    EXPECT_EQ(SimpleSound_t::GetTypedSound("none", nullptr), simple);
-    EXPECT_EQ(SimpleSound_t::GetTypedSound("rain", "rain.sn"), AudioSystem::GetSound("rain", "rain.sn"));
-
-    const ClassRegistry entry("other", []() -> void* { return static_cast<Sound_t*>(new OtherSound_t); });
-    AudioSystem::LoadSound(File("a.other", "wind").c_str(), nullptr);
-    Sound_t* wind = AudioSystem::GetSound("wind", nullptr);
-    EXPECT_STREQ(wind->classTag.text, "other");
-    EXPECT_EQ(SimpleSound_t::GetTypedSound("wind", nullptr), simple);
-    const std::unique_ptr<Voice_t> voice(silence->CreateCompatibleVoice(0));
-    EXPECT_TRUE(voice->IsCompatibleSound(silence));
-    EXPECT_FALSE(voice->IsCompatibleSound(wind));
+// What each class takes for one of its own, by the archives of the sounds, and what it gives for all else.
+TEST_F(SoundTable, Classes) {
+    const char* archives[] = {"sn", "isn", "ssn", "iss", "raw"};
+    for (const char* tag : {"sn", "isn", "ssn", "iss"})
+        LoadImage("a", tag, tag[0] == 'i' ? ImaOf("a", 100, 512, {}) : SoundImage("a", 100, {}, Ramp));
+    new RawStreamSound_t("a", 1, 8, 44100, 100, "raw");
+    const struct {
+        const char* className;
+        Sound_t* (*find)(const char*, const char*);
+        Sound_t* (*getDefault)();
+        std::string own;
+    } rows[] = {
+        {"SimpleSound", SimpleSound_t::GetTypedSound, SimpleSound_t::GetDefaultSound, "sn"},
+        {"CompressedSound", CompressedSound_t::GetTypedSound, CompressedSound_t::GetDefaultSound, "isn"},
+        {"IMA_ADPCM_Sound", IMA_ADPCM_Sound_t::GetTypedSound, IMA_ADPCM_Sound_t::GetDefaultSound, "isn"},
+        {"BaseStream", BaseStream_t::GetTypedSound, BaseStream_t::GetDefaultSound, "ssn iss"},
+        {"StreamSound", StreamSound_t::GetTypedSound, StreamSound_t::GetDefaultSound, "ssn"},
+        {"CompressedStreamSound", CompressedStreamSound_t::GetTypedSound,
+         CompressedStreamSound_t::GetDefaultSound, "iss"},
+        {"IMA_ADPCM_StreamSound", IMA_ADPCM_StreamSound_t::GetTypedSound,
+         IMA_ADPCM_StreamSound_t::GetDefaultSound, "iss"},
+        {"RawStreamSound", RawStreamSound_t::GetTypedSound, RawStreamSound_t::GetDefaultSound, "raw"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.className);
+        EXPECT_EQ(AudioSystem::FindDefaultSound(row.className), nullptr);
+        Sound_t* silence = row.getDefault();
+        EXPECT_EQ(AudioSystem::FindDefaultSound(row.className), silence);
+        EXPECT_NE(silence, AudioSystem::FindDefaultSound("Sound"));
+        EXPECT_TRUE(silence->IsASortOf(row.className) && silence->frameCount == 0);
+        for (const std::string archive : archives) {
+            Sound_t* sound = AudioSystem::GetSound("a", archive.c_str());
+            const bool isOwn = (" " + row.own).ends_with(" " + archive) || row.own.starts_with(archive + " ");
+            EXPECT_TRUE(sound->IsASortOf("Sound") && sound->frameCount == 100);
+            EXPECT_EQ(sound->IsASortOf(row.className), isOwn) << archive;
+            EXPECT_EQ(row.find("a", archive.c_str()), isOwn ? sound : silence) << archive;
+            EXPECT_EQ(row.find("none", archive.c_str()), silence);
+        }
+        silence->PlayOneShot();
+        const std::unique_ptr<Voice_t> voice(silence->CreateCompatibleVoice(0));
+        if (!voice) continue;
+        voice->SetPos(5);
+        voice->Play();
+        EXPECT_FALSE(voice->isPlaying);
+    }
+    for (const char* from : {"sn", "isn", "ssn", "iss"}) {
+        const std::unique_ptr<Voice_t> voice(AudioSystem::GetSound("a", from)->CreateCompatibleVoice(0));
+        for (const char* to : archives)
+            EXPECT_EQ(voice->IsCompatibleSound(AudioSystem::GetSound("a", to)), SameText(from, to))
+                << from << to;
+    }
+    EXPECT_FALSE(DummyCompressedSound_t().DecodeRange(0, 1, nullptr));
+    EXPECT_FALSE(DummyCompressedStreamSound_t().DecodeRange(0, 1, nullptr));
+    AudioSystem::MixVoices();
+    EXPECT_EQ(allVoices.count, 0) << "one-shots of nothing have gone";
 }
 
 TEST_F(SoundTable, FreeingTheLastSoundFreesTheArchive) {
@@ -159,15 +187,6 @@ TEST_F(SoundTable, FreeingTheLastSoundFreesTheArchive) {
     EXPECT_EQ(soundTable.count, 0);
 }
 
-TEST(FlipSign, TurnsTheTopBitOfEverySample) {
-    std::array<uint8_t, 7> bytes{0, 0, 0xFF, 0xFF, 0x34, 0x12, 7};
-    FlipSign16(bytes.data(), 3);
-    EXPECT_EQ(bytes, (std::array<uint8_t, 7>{0, 0x80, 0xFF, 0x7F, 0x34, 0x92, 7}));
-    FlipSign16(bytes.data(), 3);
-    FlipSign8(bytes.data() + 1, 5);
-    EXPECT_EQ(bytes, (std::array<uint8_t, 7>{0, 0x80, 0x7F, 0x7F, 0xB4, 0x92, 7}));
-}
-
 TEST_F(SoundTable, SoundHandles) {
     MakeSound("rain", 100, {}, Ramp);
     const sound_handle_t rain(SoundWrapper_t::GetSound("rain", "rain.sn")),
@@ -191,13 +210,6 @@ TEST_F(SoundTable, SoundHandles) {
     voice->Play();
     EXPECT_TRUE(voice->IsPlaying());
     VoiceWrapper_t::FreeAll();
-
-    AudioSystem::GetSound("rain", "rain.sn")->PlayOneShot();
-    const auto* shot = static_cast<Voice_t*>(allVoices.head->data);
-    EXPECT_EQ(shot->mixMode, 2);
-    EXPECT_TRUE(shot->isPlaying && shot->deleteWhenDone);
-    AudioSystem::MixVoices();
-    EXPECT_EQ(allVoices.count, 0);
 }
 
 TEST_F(SoundTable, VoiceHandles) {

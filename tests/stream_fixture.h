@@ -72,20 +72,6 @@ inline uint64_t ResidentBytes(const FilePages_t& pages) {
     return ResidentPages(pages.base, pages.pageCount * pages.pageBytes) * platform::SystemPageBytes();
 }
 
-// A voice's hold, or a request, that outlived all voices and a pass.
-inline void ExpectNoPage(Sound_t* sound) {
-    const FilePages_t& pages = PagesOf(sound);
-    const auto isZero = [](auto word) { return word == 0; };
-    EXPECT_TRUE(std::all_of(pages.pageRefCounts, pages.pageRefCounts + pages.pageCount, isZero));
-    EXPECT_TRUE(std::all_of(pages.pageFlags, pages.pageFlags + pages.pageCount, isZero));
-    EXPECT_EQ(ResidentBytes(pages), 0u) << sound->name.text;
-    const auto* compressed = dynamic_cast<const CompressedStreamSound_t*>(sound);
-    if (!compressed) return;
-    const DecodedPages_t& decoded = compressed->decodedPages;
-    EXPECT_TRUE(std::all_of(decoded.refCounts, decoded.refCounts + decoded.pageCount, isZero));
-    EXPECT_EQ(ResidentPages(decoded.base, uint64_t{decoded.pageCount} * decoded.pageBytes), 0u);
-}
-
 class StreamFixture_t : public EngineFixture_t {
   protected:
     static void ClearCosts(float cost = 0.0f) {
@@ -135,10 +121,7 @@ class StreamFixture_t : public EngineFixture_t {
 // The image of an IMA ADPCM sound of noise.
 inline std::string ImaOf(const std::string& name, uint32_t frames, uint32_t blockBytes,
                          const sound_format_t& format, uint32_t seed = 1) {
-    const uint32_t perBlock = ImaSamplesPerBlock(blockBytes, format.isStereo);
-    const std::string blocks =
-        RandomBlocks((frames + perBlock - 1) / perBlock, blockBytes, format.isStereo, seed);
-    const sound_header_t header{
-        name, frames, format.isStereo, true, format.rateDivisor, format.lockFlags, format.baseVolume};
-    return FormatImaHeader(blockBytes, header, static_cast<uint32_t>(blocks.size())) + blocks;
+    return NoiseImage(
+        {name, frames, format.isStereo, true, format.rateDivisor, format.lockFlags, format.baseVolume},
+        blockBytes, seed);
 }

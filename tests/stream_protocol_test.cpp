@@ -111,25 +111,16 @@ TEST_F(StreamProtocol, EveryTransition) {
     }
 }
 
-// A failed commit in the middle of a hold takes nothing; without a file, or past its end, pages stay zero.
-TEST_F(StreamProtocol, WhatCannotBeHad) {
+TEST_F(StreamProtocol, AHoldThatFailsTakesNothing) {
     FilePages_t pages;
     EXPECT_FALSE(pages.Reserve(100, 0));
     ASSERT_TRUE(pages.Reserve(3 * page, page));
-    EXPECT_EQ(pages.SpanOf(0, 1).end, 1u);
-    EXPECT_EQ(pages.SpanOf(page - 1, page + 1).end, 2u);
-    EXPECT_EQ(pages.SpanOf(page, page).end, pages.SpanOf(page, page).first);
-    EXPECT_EQ(pages.SpanOf(0, page).end, 1u);
     munmap(pages.base + 2 * page, page);  // such a page cannot be committed
     EXPECT_FALSE(pages.Acquire({0, 3}));
     EXPECT_EQ(words_t(pages.pageRefCounts, pages.pageRefCounts + 4), words_t(4, 0));
     pages.Serve(nullptr, 0, nullptr);
     EXPECT_EQ(words_t(pages.pageFlags, pages.pageFlags + 4), words_t(4, 0));
     EXPECT_EQ(ResidentPages(pages.base, 2 * page), 0u);
-    ASSERT_TRUE(pages.Acquire({0, 1}));
-    pages.Serve(nullptr, 0, nullptr);
-    EXPECT_EQ(pages.pageFlags[0], 0u);
-    EXPECT_EQ(pages.base[page - 1], 0);
 }
 
 // A jump to where no memory is to be had for decoded samples, as long as nothing is mixed: the voice plays
@@ -208,72 +199,14 @@ TEST_F(StreamProtocol, TheHostsCalls) {
     BaseWrapper_t::LoadStreams();
 }
 
-// Two voices share a page: one reading, and it goes with the last of them. The tables of classes and names.
-TEST_F(StreamProtocol, VoicesAndClasses) {
-    Sound_t* sound = LoadRamp("a", 10'000);
-    Sound_t* ima = LoadImage("c", "iss", ImaOf("c", 30'000, 512, {}));
-    hooked_file_t content{folder.Read("a.ssn"), {}};
-    bool isRead = false;
-    content.onRead = [&](uint64_t) { return isRead = true; };
-    content.TakeOver(sound);
-    Voice_t* voices[] = {sound->CreateCompatibleVoice(0), sound->CreateCompatibleVoice(2)};
-    AudioSystem::LoadStreams();
-    EXPECT_TRUE(std::exchange(isRead, false));
-    delete voices[0];
-    AudioSystem::LoadStreams();
-    EXPECT_EQ(ResidentBytes(PagesOf(sound)), page);
-    delete voices[1];
-    AudioSystem::LoadStreams();
-    ExpectNoPage(sound);
-    EXPECT_FALSE(isRead);
-
-    const struct {
-        const char* className;
-        Sound_t* (*find)(const char*, const char*);
-        Sound_t* (*getDefault)();
-        bool isPcm, isIma;
-    } rows[] = {
-        {"BaseStream", BaseStream_t::GetTypedSound, BaseStream_t::GetDefaultSound, true, true},
-        {"StreamSound", StreamSound_t::GetTypedSound, StreamSound_t::GetDefaultSound, true, false},
-        {"CompressedStreamSound", CompressedStreamSound_t::GetTypedSound,
-         CompressedStreamSound_t::GetDefaultSound, false, true},
-        {"IMA_ADPCM_StreamSound", IMA_ADPCM_StreamSound_t::GetTypedSound,
-         IMA_ADPCM_StreamSound_t::GetDefaultSound, false, true},
-        {"RawStreamSound", RawStreamSound_t::GetTypedSound, RawStreamSound_t::GetDefaultSound, false, false},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.className);
-        EXPECT_EQ(sound->IsASortOf(row.className), row.isPcm);
-        EXPECT_EQ(ima->IsASortOf(row.className), row.isIma);
-        EXPECT_EQ(row.find("a", "ssn"), row.isPcm ? sound : row.getDefault());
-        EXPECT_EQ(row.find("c", "iss"), row.isIma ? ima : row.getDefault());
-        EXPECT_EQ(row.find("none", "ssn"), row.getDefault());
-        EXPECT_TRUE(row.getDefault()->IsASortOf(row.className) && row.getDefault()->frameCount == 0);
-        EXPECT_EQ(AudioSystem::FindDefaultSound(row.className), row.getDefault());
-        row.getDefault()->PlayOneShot();
-        if (Voice_t* voice = row.getDefault()->CreateCompatibleVoice(0)) {
-            voice->SetPos(5);
-            voice->Play();
-            EXPECT_FALSE(voice->isPlaying);
-        }
-    }
-    EXPECT_FALSE(DummyCompressedStreamSound_t().DecodeRange(0, 1, nullptr));
-    frames_t heard;
-    RunTicks(2, 735, heard);
-    EXPECT_EQ(AudioSystem::allVoices.count, 4) << "one-shots of nothing have gone";
+TEST_F(StreamProtocol, TheBytesOfAFrame) {
+    auto& stream = static_cast<IMA_ADPCM_StreamSound_t&>(*LoadImage("c", "iss", ImaOf("c", 30'000, 512, {})));
     uint64_t from = 1, to = 1;
-    auto& stream = static_cast<IMA_ADPCM_StreamSound_t&>(*ima);
-    const auto offset = [&](uint32_t frame) {
+    for (const auto& [frame, byte] : {std::pair{0u, 0u}, {1, 4}, {2, 4}, {3, 5}, {1016, 511}, {1017, 512}}) {
         stream.GetCompressedRange(from, to, frame, 2 * 1017 + frame);
-        EXPECT_EQ(to, from + 1024);
-        return from;
-    };
-    EXPECT_EQ(offset(0), 0u);
-    EXPECT_EQ(offset(1), 4u);
-    EXPECT_EQ(offset(2), 4u);
-    EXPECT_EQ(offset(3), 5u);
-    EXPECT_EQ(offset(1016), 511u);
-    EXPECT_EQ(offset(1017), 512u);
+        EXPECT_EQ(from, byte) << frame;
+        EXPECT_EQ(to, from + 1024) << frame;
+    }
 }
 
 // Which pages a voice holds, and how often: A is 1.5 pages of stereo, B a long mono sound of 8 bits.

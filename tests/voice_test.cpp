@@ -1,13 +1,15 @@
 // voice_test.cpp - the state of a voice: volume, frequency, locks, queue, starting and stopping; sliding
-// voices.
+// voices; and the mix step at its joints. What whole voices sound like is compared in engine_model_test.cpp.
 #include <cmath>
 #include <limits>
 #include <memory>
 #include <random>
 #include <tuple>
 
+#include "core/mix_ring.h"
 #include "engine_fixture.h"
 #include "platform/event.h"
+#include "sounds/sample_heap.h"
 #include "sounds/simple_sound.h"
 
 namespace {
@@ -123,35 +125,15 @@ TEST_F(VoiceState, PositionsEndBelow32Bits) {
     EXPECT_EQ(voice.position, voice.frameCount);
 }
 
-TEST_F(VoiceState, PlayAndStopKeepTheListOfStarts) {
-    Sound_t* sound = NewSound();
-    for (const int mode : {0, 1, 2}) new SimpleVoice_t(sound, mode);
-    auto* first = static_cast<Voice_t*>(allVoices.head->data);
-    auto* middle = static_cast<Voice_t*>(allVoices.FindIndex(1)->data);
-    for (Voice_t* voice : {middle, first, middle}) voice->Play();
-    EXPECT_EQ(Modes(startingVoices), (std::vector{1, 0}));
-    middle->SetPos(50);
-    middle->Stop();
-    EXPECT_EQ(Modes(startingVoices), (std::vector{0}));
-    middle->Play();
-    middle->isPlaying = false;  // as after a first stretch that was its last
-    middle->Play();
-    EXPECT_EQ(Modes(startingVoices), (std::vector{0, 1}));
-    EXPECT_EQ(middle->position, 50u);
-    delete first;
-    EXPECT_EQ(Modes(startingVoices), (std::vector{1}));
-    EXPECT_EQ(Modes(allVoices), (std::vector{1, 2}));
-    Voice_t::StopAndRewindAll();
-    EXPECT_EQ(startingVoices.count, 0);
-    EXPECT_FALSE(middle->isPlaying || middle->position != 0);
-}
-
 TEST_F(VoiceState, NothingToPlaySignalsAtOnce) {
     platform::Event_t event;
     event.Create();
     Voice_t* voice = NewVoice();
     voice->completionEvent = &event;
     voice->Play();
+    voice->isPlaying = false;  // as after a first stretch that was its last
+    voice->Play();
+    EXPECT_EQ(startingVoices.count, 1);
     voice->Stop();
     EXPECT_EQ(event.Wait(0), platform::waitTimedOut);
 
@@ -179,21 +161,18 @@ TEST_F(VoiceState, NothingToPlaySignalsAtOnce) {
 
 TEST_F(VoiceState, FreeFunctionsTakeEveryVoiceThatQueuesTheSound) {
     const struct {
-        const char *sound, *archive;
+        const char *sound, *archive;  // an empty name: the whole archive
         std::vector<int> left;
-    } rows[] = {
-        {"b", "b.sn", {0, 3}},    {"B", "b.sn", {0, 1, 2, 3, 4}},        {"b", "b.s", {0, 1, 2, 3, 4}},
-        {"a", "a.sn", {2, 3}},    {"a", nullptr, {0, 1, 2, 3, 4}},       {"c", nullptr, {0, 1, 2, 4}},
-        {"", "a.sn", {2, 3}},     {"c", "DefaultArchive", {0, 1, 2, 4}}, {"", nullptr, {0, 1, 2, 4}},
-        {"", "", {0, 1, 2, 3, 4}}  // an empty sound name: the whole archive
-    };
+    } rows[] = {{"b", "b.sn", {0, 3}},         {"B", "b.sn", {0, 1, 2, 3, 4}},
+                {"b", "b.s", {0, 1, 2, 3, 4}}, {"a", nullptr, {0, 1, 2, 3, 4}},
+                {"c", nullptr, {0, 1, 2, 4}},  {"", "a.sn", {2, 3}},
+                {"", nullptr, {0, 1, 2, 4}},   {"", "", {0, 1, 2, 3, 4}}};
     std::vector<Sound_t*> sounds;
     for (const char* name : {"a", "b", "c"}) sounds.push_back(MakeSound(name, 10, {}, Ramp));
     sounds[2]->archiveName = "DefaultArchive";
-    for (const auto& row : rows) {
-        SCOPED_TRACE(testing::Message() << row.sound << " in " << (row.archive ? row.archive : "null"));
+    for (const auto& [sound, archive, left] : rows) {
+        SCOPED_TRACE(testing::Message() << sound << " in " << (archive ? archive : "null"));
         Voice_t::FreeAll();
-        EXPECT_EQ(allVoices.count, 0);
         const std::vector<std::vector<int>> queues = {{0}, {0, 1}, {1}, {2}, {0, 0, 1}};
         for (int mode = 0; mode < 5; ++mode) {
             auto* voice = new SimpleVoice_t(sounds[queues[mode][0]], mode);
@@ -201,13 +180,10 @@ TEST_F(VoiceState, FreeFunctionsTakeEveryVoiceThatQueuesTheSound) {
             voice->Play();
         }
         AudioSystem::FreeVoicesUsingSound(nullptr, "a.sn");
-        if (row.sound[0]) {
-            AudioSystem::FreeVoicesUsingSound(row.sound, row.archive);
-        } else {
-            AudioSystem::FreeVoicesUsingArchive(row.archive);
-        }
-        EXPECT_EQ(Modes(allVoices), row.left);
-        EXPECT_EQ(Modes(startingVoices), row.left);
+        if (sound[0]) AudioSystem::FreeVoicesUsingSound(sound, archive);
+        if (!sound[0]) AudioSystem::FreeVoicesUsingArchive(archive);
+        EXPECT_EQ(Modes(allVoices), left);
+        EXPECT_EQ(Modes(startingVoices), left);
     }
 }
 
@@ -223,8 +199,6 @@ std::vector<float> VolumeSlide(const SlidingVoice_t& v) {
 TEST_F(VoiceState, SlideArguments) {
     SlidingVoice_t& voice = *NewVoice();
     using slide_t = std::vector<float>;
-    EXPECT_EQ(voice.mixFlags, prepareAtTop);
-    EXPECT_EQ(voice.mixChunk, 2048);
     voice.SetFrequencySlide(0, 1000, 0.1f, 2);
     voice.SetFrequencySlide(0, 1000, 1, 10.5f);
     voice.SetFrequencySlide(0, 1000, notANumber, 1);
@@ -254,38 +228,7 @@ TEST_F(VoiceState, SlideArguments) {
     EXPECT_EQ(voice.step, 1024u);
 }
 
-float RampAt(uint32_t at, uint32_t from, uint32_t to, float start, float end) {
-    if (at < from) return start;
-    if (at >= to) return end;
-    const double part = double(at - from) / double(to - from);
-    return static_cast<float>((double{end} - double{start}) * part + double{start});
-}
-
-TEST_F(VoiceState, SlidesFollowTheQueuePosition) {
-    SlidingVoice_t* voice = NewVoice({}, 3000);
-    voice->QueueSound(NewSound({}, 3000));
-    for (unsigned seed = 0; seed < 300; ++seed) {
-        SCOPED_TRACE(testing::Message() << "seed " << seed);
-        std::minstd_rand generator(seed);
-        const auto below = [&](uint32_t limit) { return static_cast<uint32_t>(generator()) % limit; };
-        const uint32_t a = below(4000), b = below(8) == 0 ? a : a + below(2000);
-        std::uniform_real_distribution<float> volume(0, 1), frequency(0.2f, 7.9f);
-        const float v[] = {volume(generator), volume(generator), volume(generator), volume(generator)};
-        const float f[] = {frequency(generator), frequency(generator)};
-        voice->SetVolumeSlide(a, b, v[0], v[1], v[2], v[3]);
-        voice->SetFrequencySlide(a, b, f[0], f[1]);
-        for (int i = 0; i < 20; ++i) {
-            const uint32_t at = i == 0 ? a : i == 1 ? b : below(5999);
-            voice->SetPos(at);
-            EXPECT_TRUE(voice->PrepareFrame(below(9)));
-            ASSERT_EQ(voice->leftVolume, RampAt(at, a, b, v[0], v[1])) << at;
-            ASSERT_EQ(voice->rightVolume, RampAt(at, a, b, v[2], v[3])) << at;
-            ASSERT_EQ(voice->step, static_cast<uint32_t>(RampAt(at, a, b, f[0], f[1]) * 1024.0)) << at;
-        }
-    }
-}
-
-TEST_F(VoiceState, SlidesHoldAtTheLimitAndAtLocks) {
+TEST_F(VoiceState, SlidesAlongTheQueue) {
     SlidingVoice_t* voice = NewVoice({}, 9000);
     voice->SetFrequencySlide(9000, 0, 1, 10);  // falling: without effect until it is below 8.0
     for (const auto& [at, wantStep] :
@@ -299,17 +242,155 @@ TEST_F(VoiceState, SlidesHoldAtTheLimitAndAtLocks) {
         voice->PrepareFrame(wholePass);
         ASSERT_EQ(voice->step, (1000 + std::min(voice->position, 6999u)) * 1024 / 1000) << voice->position;
     }
-    const auto at = [&](uint32_t locks, uint32_t position) {
-        SlidingVoice_t* each = NewVoice({1, true, false, 1, locks});
-        each->SetVolumeSlide(0, 90, 0, 1, 1, 1);
-        each->SetFrequencySlide(0, 90, 2, 1);
-        each->SetPos(position);
-        each->PrepareFrame(wholePass);
-        return std::tuple(each->leftVolume, each->rightVolume, each->step, each->pathFlags);
+    // A jump, then a ramp whose part of the way is rounded once.
+    for (const auto& [end, start, wanted] : {std::tuple{45u, 45u, 0.7f}, {3'000u, 0u, 0.109000005f}}) {
+        voice->SetVolumeSlide(start, end, 0.1f, 0.7f, 1, 1);
+        voice->SetPos(45);
+        voice->PrepareFrame(wholePass);
+        EXPECT_EQ(voice->leftVolume, wanted);
+    }
+}
+
+// ---- The mix step where a sound ends, loops, stops or meets the next one
+
+using sound_ptr_t = std::unique_ptr<SimpleSound_t>;
+
+constexpr uint32_t ringUnits = 16384;
+
+// Every sample the same, in 16-bit terms; a multiple of 256 for both widths. The samples end with their heap
+// block, so that an address sanitizer sees a read past them.
+sound_ptr_t MakeFlatSound(uint32_t frames, uint32_t divisor, bool is16Bit, bool isStereo, int sample) {
+    auto sound = std::make_unique<SimpleSound_t>();
+    sound->frameCount = frames;
+    sound->rateDivisor = divisor;
+    sound->is16Bit = is16Bit;
+    sound->isStereo = isStereo;
+    sound->bytesPerFrame = (is16Bit ? 2u : 1u) * (isStereo ? 2u : 1u);
+    const uint32_t bytes = frames * sound->bytesPerFrame;
+    sound->samples = AllocateSamples(bytes).release();
+    const auto high = static_cast<uint8_t>((sample + 0x8000) / 256);
+    for (uint32_t i = 0; i < bytes; ++i) sound->samples[i] = is16Bit && i % 2 == 0 ? uint8_t{0} : high;
+    return sound;
+}
+
+class VoiceMix : public testing::Test {
+  protected:
+    void SetUp() override { ASSERT_TRUE(AudioSystem::AllocateRing(ringUnits, 4096)); }
+    void TearDown() override {
+        Voice_t::FreeAll();
+        AudioSystem::FreeRing();
+    }
+
+    // What stands in the ring, in 1/256 sample steps; exact for what a gain leaves whole.
+    static int32_t Heard(uint32_t frame, unsigned channel) {
+        const auto eighths = static_cast<int64_t>(AudioSystem::ringEntries[frame / 2 * 2 + channel] / 8.0);
+        return static_cast<int32_t>(frame % 2 == 0 ? eighths & 0xFFFFFFFF : eighths >> 32) - 256 * 0x80000;
+    }
+};
+
+struct edge_t {
+    const char* name;
+    uint32_t frames, divisor;
+    float left, right, frequency;
+    bool isLooping;
+    uint32_t start, asked;
+    uint32_t wantFrames;          // heard from the beginning of the stretch on, then silence
+    int32_t wantLeft, wantRight;  // gains, in 1/256
+    bool wantAlive;
+    uint32_t wantPosition, wantFraction;
+};
+
+TEST_F(VoiceMix, Edges) {
+    const edge_t edges[] = {
+        {"all that is left", 10, 1, 1, 1, 1, false, 0, 10, 10, 256, 256, false, 10, 0},
+        {"more than is left", 10, 1, 1, 1, 1, false, 0, 25, 10, 256, 256, false, 10, 0},
+        {"one less: the last is dropped", 10, 1, 1, 1, 1, false, 0, 9, 9, 256, 256, false, 9, 0},
+        {"two less", 10, 1, 1, 1, 1, false, 0, 8, 8, 256, 256, true, 8, 0},
+        {"nothing", 10, 1, 1, 1, 1, false, 0, 0, 0, 0, 0, true, 0, 0},
+        {"nothing, one step from the end", 10, 1, 1, 1, 1, false, 9, 0, 0, 0, 0, false, 9, 0},
+        {"half the rate", 1000, 2, 1, 1, 1, false, 0, 3000, 2000, 256, 256, false, 1000, 0},
+        {"a quarter, a rest below one frame", 100, 4, 1, 1, 1, false, 0, 31, 28, 256, 256, true, 7, 768},
+        {"a third: silent on the plain path", 100, 3, 1, 1, 1, false, 0, 400, 0, 0, 0, false, 99, 924},
+        {"heard with a gain", 100, 3, 0.5f, 0.5f, 1, false, 0, 400, 300, 128, 128, false, 99, 924},
+        {"heard with a frequency", 100, 3, 1, 1, 1.5f, false, 0, 400, 200, 256, 256, false, 100, 0},
+        {"both channels quiet", 10, 1, 0.09f, 0.09f, 1, false, 0, 20, 0, 0, 0, false, 10, 0},
+        {"one channel quiet", 10, 1, 0.09f, 0.5f, 1, false, 0, 20, 10, 23, 128, false, 10, 0},
+        {"exactly at the threshold", 10, 1, 0.1f, 0, 1, false, 0, 5, 5, 25, 0, true, 5, 0},
+        {"the right channel alone", 10, 1, 0, 0.1f, 1, false, 0, 5, 5, 0, 25, true, 5, 0},
+        {"an end between frames", 10, 1, 1, 1, 0.75f, false, 0, 20, 13, 256, 256, false, 9, 768},
+        {"loops several times", 10, 1, 1, 1, 1, true, 0, 35, 35, 256, 256, true, 5, 0},
+        {"a loop drops its last frame too", 10, 1, 1, 1, 1, true, 0, 9, 9, 256, 256, true, 0, 0},
+        {"a loop of exactly one step", 4, 1, 1, 1, 4, true, 0, 10, 10, 256, 256, false, 0, 0},
+        {"a loop shorter than a step ends", 4, 1, 1, 1, 4.5f, true, 0, 10, 0, 0, 0, false, 0, 0},
+        {"2^32 + 1024 steps ahead", 4194305, 1, 1, 1, 1, false, 0, 99, 99, 256, 256, true, 99, 0},
     };
-    EXPECT_EQ(at(lockVolume | lockFrequency, 45), std::tuple(1, 1, 1024, 0));
-    EXPECT_EQ(at(lockPan, 45), std::tuple(0.5f, 0.5f, 1536, pathVolume | pathFrequency));
-    EXPECT_EQ(at(0, 90), std::tuple(1, 1, 1024, 0));  // past its end on the plain path
+    for (const edge_t& edge : edges) {
+        for (unsigned format = 0; format < 4; ++format) {
+            SCOPED_TRACE(testing::Message() << edge.name << ", format " << format);
+            AudioSystem::FreeRing();
+            ASSERT_TRUE(AudioSystem::AllocateRing(ringUnits, 4096));
+            const sound_ptr_t sound = MakeFlatSound(edge.frames, edge.divisor, format & 1, format & 2, 1024);
+            SimpleVoice_t voice(sound.get(), 0);
+            voice.isLooping = edge.isLooping;
+            voice.isPlaying = !edge.wantAlive;
+            voice.SetVolume(edge.left, edge.right);
+            voice.SetFrequency(edge.frequency);
+            voice.SetPos(edge.start);
+            EXPECT_EQ(voice.Mix(200, edge.asked), edge.wantAlive);
+            EXPECT_EQ(voice.isPlaying, edge.wantAlive);
+            EXPECT_EQ(voice.position, edge.wantPosition);
+            EXPECT_EQ(voice.fraction, edge.wantFraction);
+            for (uint32_t frame = 98; frame < 100 + edge.asked + 4; ++frame) {
+                const bool isHeard = frame >= 100 && frame < 100 + edge.wantFrames;
+                ASSERT_EQ(Heard(frame, 0), isHeard ? 1024 * edge.wantLeft : 0) << frame;
+                ASSERT_EQ(Heard(frame, 1), isHeard ? 1024 * edge.wantRight : 0) << frame;
+            }
+        }
+    }
+}
+
+TEST_F(VoiceMix, SeamJoinsTwoFormatsAndDropsTheFraction) {
+    const sound_ptr_t first = MakeFlatSound(10, 2, false, false, 2048),
+                      second = MakeFlatSound(50, 1, true, true, 512);
+    SimpleVoice_t voice(first.get(), 0);
+    voice.QueueSound(second.get());
+    voice.SetFrequency(1.5f);  // step 768: 13 frames, and 3/4 of a source frame over
+    EXPECT_TRUE(voice.Mix(0, 20));
+    for (uint32_t frame = 0; frame < 20; ++frame)
+        EXPECT_EQ(Heard(frame, 1), 256 * (frame < 13 ? 2048 : 512)) << frame;
+    EXPECT_EQ(voice.queueBase, 10u);
+    EXPECT_EQ(voice.step, 1536u);
+    EXPECT_EQ(voice.position, 10u);  // 7 frames at 1.5
+    EXPECT_EQ(voice.fraction, 512u);
+}
+
+// What the mix step asks on its way, and the answers of a test.
+struct AskedVoice_t : SimpleVoice_t {
+    using SimpleVoice_t::SimpleVoice_t;
+    bool OnStopPosition() override { return ++stops, goesOn; }
+    bool PrepareFrame(uint32_t frames) override { return asked.push_back(frames), frames < 60; }
+
+    bool goesOn = false;
+    uint32_t stops = 0;
+    std::vector<uint32_t> asked;
+};
+
+TEST_F(VoiceMix, AsksForWhatAPassMixesAndGoesOnIfTold) {
+    const sound_ptr_t sound = MakeFlatSound(200, 1, true, false, 256);
+    AskedVoice_t voice(sound.get(), 0);
+    voice.mixFlags = prepareExact;
+    voice.stopPosition = 50;
+    EXPECT_FALSE(voice.Mix(0, 100));
+    EXPECT_EQ(voice.asked, std::vector<uint32_t>{50}) << "up to the stop position";
+    voice.goesOn = true;
+    EXPECT_TRUE(voice.Mix(0, 20));
+    EXPECT_EQ(voice.position, 50u) << "a stop goes no further";
+    voice.stopPosition = noStopPosition;
+    EXPECT_FALSE(voice.Mix(0, 60));
+    EXPECT_EQ(voice.position, 50u) << "what is refused is not mixed";
+    EXPECT_EQ(voice.asked, (std::vector<uint32_t>{50, 0, 60}));
+    EXPECT_EQ(voice.stops, 2u);
+    EXPECT_EQ(Heard(50, 0), 0);
 }
 
 }  // namespace

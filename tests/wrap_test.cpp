@@ -15,27 +15,25 @@ using namespace AudioSystem;
 constexpr uint64_t two = 1;  // shifted
 constexpr uint64_t k22 = two << 22, k31 = two << 31, k32 = two << 32;
 
-class Wrap : public StreamFixture_t {};
+class Wrap : public StreamFixture_t {
+  protected:
+    static frames_t RunTimedHost(uint64_t firstCount, MixCostTable_t& costs);
+};
 
 // ---- The counter
 
 // A host whose voices are measured and start into the past, whose ticks are late and which pauses: all that
 // the counter has a say in. The counter moves by one with each reading and by 10,000 a millisecond.
-frames_t RunTimedHost(uint64_t firstCount, MixCostTable_t& costs) {
+frames_t Wrap::RunTimedHost(uint64_t firstCount, MixCostTable_t& costs) {
     platform::ResetManualOutput(firstCount);
     SimpleVoice_t::mixCosts = {};
     EXPECT_TRUE(Initialize(nullptr, false, 4096, 8, 4096));
     SetWorstCaseFrameRate(30);
-    const std::string image = SoundImage("s", 60'000, {.isStereo = true}, Ramp);
-    LoadSoundFromBuffer("s.sn", image.data(), static_cast<unsigned>(image.size()));
-    Sound_t* sound = GetSound("s", "s.sn");
+    Sound_t* sound = MakeSound("s", 60'000, {.isStereo = true}, Ramp);
     frames_t heard;
     const auto play = [&](uint32_t frames) {
-        std::vector<uint8_t> bytes;
-        platform::PlayManualOutput(frames, bytes);
-        const std::size_t before = heard.size();
-        heard.resize(before + bytes.size() / sizeof(frame_t));
-        if (!bytes.empty()) std::memcpy(&heard[before], bytes.data(), bytes.size());
+        const frames_t played = Play(frames);
+        heard.insert(heard.end(), played.begin(), played.end());
     };
     for (const uint32_t frames : {735u, 735u, 1'500u, 735u, 40'000u, 735u, 100u}) {
         Voice_t* voice = sound->CreateCompatibleVoice(0);

@@ -4,22 +4,17 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <random>
 #include <string>
 #include <vector>
 
-#include "compressed/ima_adpcm.h"
-#include "compressed/ima_adpcm_file.h"
 #include "core/audio_system.h"
 #include "kernels/mix_kernels.h"
 #include "platform/manual_output.h"
 #include "platform/output_backends.h"
-#include "sounds/sound.h"
-#include "sounds/sound_file.h"
 #include "streaming/base_stream.h"
-#include "voices/sliding_voice.h"
+#include "tests/ima_sounds.h"
+#include "tests/restless_voices.h"
+#include "tests/scratch_folder.h"
 
 namespace {
 
@@ -31,24 +26,10 @@ constexpr const char* tags[] = {"sn", "isn", "ssn", "iss"};
     std::exit(1);
 }
 
-class Folder_t {
-  public:
-    Folder_t() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "ringmix-bits-XXXXXX").string();
-        if (!mkdtemp(pattern.data())) Fail("no folder for its files");
-        path = pattern;
-    }
-    ~Folder_t() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path, ignored);
-    }
-    std::filesystem::path path;
-};
-
 // Everything that can be chosen is: formats, rates, volumes, slides, loops, queues, when what happens.
 class Scene_t {
   public:
-    Scene_t(uint32_t number, const std::filesystem::path& folder) : random(number), files(folder) {}
+    explicit Scene_t(uint32_t number) : restless(number) {}
 
     // FNV-1a over the bytes that the device played.
     uint64_t Play() {
@@ -60,7 +41,7 @@ class Scene_t {
         for (uint32_t i = 0; i < 8; ++i) MakeSound(i);
         uint64_t hash = 14695981039346656037u;
         for (uint32_t tick = 0; tick < ticksPerScene; ++tick) {
-            for (uint32_t changes = Below(4); changes > 0; --changes) Change();
+            for (uint32_t changes = Below(6); changes > 0; --changes) restless.Disturb(sounds);
             AudioSystem::LoadStreams();
             AudioSystem::MixVoices();
             std::vector<uint8_t> played;
@@ -75,91 +56,22 @@ class Scene_t {
     }
 
   private:
-    uint32_t Below(uint32_t limit) { return static_cast<uint32_t>(random() % limit); }
-    float Part() { return static_cast<float>(Below(1001)) / 1000.0f; }
+    uint32_t Below(uint32_t limit) { return restless.Below(limit); }
 
     void MakeSound(uint32_t index) {
-        const std::string tag = tags[index % 4];
-        const bool isIma = tag[0] == 'i';
-        sound_header_t header{"sound" + std::to_string(index),
-                              500 + Below(20'000),
-                              Below(2) == 1,
-                              isIma || Below(2) == 1,
-                              1 + Below(5),
-                              Below(4) ? 0 : Below(8),
-                              1.0f};
-        if (Below(2)) header.baseVolume = Part() * 1.5f;
-        const uint32_t blockBytes = 64 + Below(500),
-                       perBlock = ImaSamplesPerBlock(blockBytes, header.isStereo);
-        const uint32_t blocks = (header.frameCount + perBlock - 1) / perBlock;
-        std::string data(isIma ? std::size_t{blocks} * blockBytes : header.SampleBytes(), '\0');
-        for (char& byte : data) byte = static_cast<char>(random());
-        for (std::size_t head = 0; isIma && head < data.size(); head += blockBytes) {
-            for (std::size_t at = head; at < head + (header.isStereo ? 8 : 4); at += 4) {
-                data[at + 2] = static_cast<char>(Below(89));
-                data[at + 3] = 0;
-            }
-        }
-        const std::string image =
-            (isIma ? FormatImaHeader(blockBytes, header, static_cast<uint32_t>(data.size()))
-                   : FormatSoundHeader(header)) +
-            data;
-        const std::string path = (files / (header.name + "." + tag)).string();
-        FILE* file = std::fopen(path.c_str(), "wb");
-        if (!file || std::fwrite(image.data(), 1, image.size(), file) != image.size())
-            Fail("cannot write " + path);
-        std::fclose(file);
-        AudioSystem::LoadSound(path.c_str(), nullptr);
-        sounds.push_back(AudioSystem::GetSound(header.name.c_str(), nullptr));
-        if (sounds.back()->frameCount == 0) Fail("cannot load " + path);
+        const std::string tag = tags[index % 4], name = "sound" + std::to_string(index);
+        sound_header_t header{name, 500 + Below(20'000), Below(2) == 1, Below(2) == 1, 1 + Below(5)};
+        if (Below(4) == 0) header.lockFlags = Below(8);
+        if (Below(2)) header.baseVolume = static_cast<float>(Below(1501)) / 1000.0f;
+        const std::string image = NoiseImage(header, tag[0] == 'i' ? 64 + Below(500) : 0, index);
+        AudioSystem::LoadSound(folder.Write(name + "." + tag, image).c_str(), nullptr);
+        sounds.push_back(AudioSystem::GetSound(name.c_str(), nullptr));
+        if (sounds.back()->frameCount == 0) Fail("cannot load " + name);
     }
 
-    void Change() {
-        Sound_t* sound = sounds[Below(8)];
-        if (voices.size() < 10) {
-            const bool isSliding = sound->IsASortOf("SimpleSound") && Below(2);
-            const auto mode = static_cast<int32_t>(Below(3));
-            voices.push_back(isSliding ? new SlidingVoice_t(sound, mode)
-                                       : sound->CreateCompatibleVoice(mode));
-            return voices.back()->Play();
-        }
-        Voice_t& voice = *voices[Below(static_cast<uint32_t>(voices.size()))];
-        switch (Below(8)) {
-            case 0:
-                return voice.Stop();
-            case 1:
-                return voice.SetPos(Below(voice.totalLength));
-            case 2: {
-                const float left = Part();
-                return voice.SetVolume(left, Part());
-            }
-            case 3:
-                return voice.SetFrequency(0.2f + Part() * 7.0f);
-            case 4:
-                voice.isLooping = !voice.isLooping;
-                return;
-            case 5:
-                if (voice.IsCompatibleSound(sound)) voice.QueueSound(sound);
-                return;
-            case 6:
-                return Slide(dynamic_cast<SlidingVoice_t*>(&voice));
-            default:
-                return voice.Play();
-        }
-    }
-
-    void Slide(SlidingVoice_t* voice) {
-        if (!voice) return;
-        const uint32_t from = Below(voice->totalLength), to = Below(voice->totalLength);
-        const float one = Part(), other = Part();
-        voice->SetFrequencySlide(from, to, 0.2f + one * 6.0f, 0.2f + other * 6.0f);
-        voice->SetVolumeSlide(from, to, one, other, other, one);
-    }
-
-    std::mt19937 random;
-    std::filesystem::path files;
+    ScratchFolder_t folder;
+    RestlessVoices_t restless;
     std::vector<Sound_t*> sounds;
-    std::vector<Voice_t*> voices;
     uint32_t heardBytes = 0;
 };
 
@@ -175,9 +87,7 @@ int main(int argumentCount, char** arguments) {
     }
     if (!wanted.empty() && !SelectKernels(wanted)) Fail("no such kernels here: " + wanted);
     if (!platform::SelectOutput("manual")) Fail("no manual device");
-    const Folder_t folder;
     for (uint32_t scene = 0; scene < sceneCount; ++scene)
-        std::printf("%2u %016llx\n", scene,
-                    static_cast<unsigned long long>(Scene_t(scene, folder.path).Play()));
+        std::printf("%2u %016llx\n", scene, static_cast<unsigned long long>(Scene_t(scene).Play()));
     return 0;
 }
