@@ -92,7 +92,6 @@ class ManualBuffer_t final : public SoftwareBuffer_t {
     }
 
     bool IsPlaying() const { return isPlaying; }
-    const std::vector<uint8_t>& Bytes() const { return memory; }
 
   private:
     ~ManualBuffer_t() override {
@@ -183,10 +182,6 @@ void PlayManualOutput(uint32_t frames, std::vector<uint8_t>& played) {
     manualClock.PassTime(frames * ManualClock_t::unitsPerFrame);
     played.insert(played.end(), playedBytes.begin(), playedBytes.end());
     playedBytes.clear();
-}
-
-std::vector<uint8_t> ManualBufferBytes() {
-    return heardBuffer ? heardBuffer->Bytes() : std::vector<uint8_t>{};
 }
 
 }  // namespace platform

@@ -60,7 +60,4 @@ bool ManualOutputIsPlaying() noexcept;
 // first.
 void PlayManualOutput(uint32_t frames, std::vector<uint8_t>& played);
 
-// The device's buffer as it stands, for tests; empty without one.
-std::vector<uint8_t> ManualBufferBytes();
-
 }  // namespace platform
