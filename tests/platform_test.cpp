@@ -1,5 +1,6 @@
 // platform_test.cpp - events, threads and the null device in real time; the clock that stands still.
 #include <gtest/gtest.h>
+#include <sched.h>
 
 #include <cmath>
 #include <functional>
@@ -209,6 +210,58 @@ TEST(RealTime, NullDeviceKeepsPaceAndStaysWhileStopped) {
     EXPECT_EQ(cursor(), stopped);
     device.StartPlaying();
     while (cursor() == stopped) ASSERT_LT(framesSince(last), 60 * 44100) << "it does not go on";
+}
+
+cpu_set_t Processors() {
+    cpu_set_t processors;
+    EXPECT_EQ(sched_getaffinity(0, sizeof processors, &processors), 0);
+    return processors;
+}
+
+// It comes to the caller's processor, wherever that is, unless it is there already; and may leave it then.
+TEST(Threads, AreWokenWhereTheyAreCalled) {
+    platform::SelectOutput("null");
+    const cpu_set_t everywhere = Processors();
+    if (CPU_COUNT(&everywhere) < 2) GTEST_SKIP() << "one processor only";
+    Event_t call, answer;
+    call.Create();
+    answer.Create();
+    cpu_set_t pulledTo, mayLeaveTo;
+    unsigned cameTo = 0;
+    bool isOver = false;
+    body_t body = [&] {
+        while (call.Wait(platform::waitForever) == 0 && !isOver) {
+            pulledTo = Processors();
+            cameTo = static_cast<unsigned>(sched_getcpu());
+            platform::EndPull();
+            mayLeaveTo = Processors();
+            answer.Set();
+        }
+    };
+    platform::Thread_t* thread = StartBody(body);
+    ASSERT_NE(thread, nullptr);
+    unsigned pulls = 0;
+    for (unsigned turn = 0; turn < 2 * CPU_SETSIZE; ++turn) {
+        const unsigned here = turn % CPU_SETSIZE;
+        if (!CPU_ISSET(here, &everywhere)) continue;
+        cpu_set_t only;
+        CPU_ZERO(&only);
+        CPU_SET(here, &only);
+        ASSERT_EQ(sched_setaffinity(0, sizeof only, &only), 0);
+        platform::PullThread(thread);
+        call.Set();
+        ASSERT_EQ(answer.Wait(10'000), 0u);
+        EXPECT_TRUE(CPU_EQUAL(&mayLeaveTo, &everywhere));
+        if (CPU_EQUAL(&pulledTo, &everywhere)) continue;  // it was there
+        ++pulls;
+        EXPECT_EQ(cameTo, here);
+    }
+    (void)sched_setaffinity(0, sizeof everywhere, &everywhere);
+    EXPECT_GT(pulls, 0u);
+    isOver = true;
+    call.Set();
+    EXPECT_TRUE(platform::JoinThread(thread, 10'000));
+    platform::PullThread(nullptr);
 }
 
 }  // namespace

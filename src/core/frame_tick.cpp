@@ -8,6 +8,7 @@
 #include "kernels/mix_kernels.h"
 #include "output/dir_sound.h"
 #include "platform/counter.h"
+#include "platform/thread.h"
 #include "voices/voice.h"
 
 namespace AudioSystem {
@@ -146,6 +147,7 @@ void MixVoices() {
         const platform::CriticalSectionLock_t lock(ringLock);
         ringRewind = 2 * rewind;
     }
+    platform::PullThread(mixThread);
     wakeEvent.Set();
     (void)passDoneEvent.Wait(passWaitMs);
     uint32_t output;

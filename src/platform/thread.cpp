@@ -6,6 +6,7 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -20,6 +21,10 @@
 
 namespace platform {
 
+namespace {
+thread_local Thread_t* current = nullptr;
+}
+
 class Thread_t {
   public:
     void (*body)(void*) = nullptr;
@@ -28,11 +33,16 @@ class Thread_t {
     ManualClock_t* clock = nullptr;  // the clock that was in force at the start; null for real time
     ManualClock_t::task_t* task = nullptr;
 
+    cpu_set_t processors;            // that it may run on
+    std::atomic<int> processor{-1};  // where it was when it last looked
+    std::atomic<bool> isPulled{false};
+
     std::mutex mutex;
     std::condition_variable ended;
     bool hasEnded = false;
 
     void Run() {
+        current = this;
         if (clock) clock->BeginThread(task);
         body(argument);
         if (clock) clock->EndThread(task);
@@ -56,6 +66,8 @@ Thread_t* StartThread(void (*body)(void*), void* argument) {
     started->body = body;
     started->argument = argument;
     started->clock = clock;
+    CPU_ZERO(&started->processors);
+    (void)sched_getaffinity(0, sizeof started->processors, &started->processors);  // a new thread inherits it
     try {
         if (clock) started->task = clock->AddThread();
         started->thread = std::thread(&Thread_t::Run, started.get());
@@ -71,6 +83,25 @@ bool JoinThread(Thread_t* thread, uint32_t timeoutMs) {
     thread->thread.join();
     delete thread;
     return true;
+}
+
+void PullThread(Thread_t* thread) noexcept {
+    if (!thread || thread->clock) return;
+    const int here = sched_getcpu();
+    if (here < 0 || here == thread->processor || !CPU_ISSET(static_cast<unsigned>(here), &thread->processors))
+        return;
+    cpu_set_t only;
+    CPU_ZERO(&only);
+    CPU_SET(static_cast<unsigned>(here), &only);
+    thread->isPulled = true;
+    (void)pthread_setaffinity_np(thread->thread.native_handle(), sizeof only, &only);
+}
+
+void EndPull() noexcept {
+    Thread_t& thread = *current;
+    if (thread.isPulled.exchange(false))
+        (void)pthread_setaffinity_np(pthread_self(), sizeof thread.processors, &thread.processors);
+    thread.processor = sched_getcpu();
 }
 
 namespace {

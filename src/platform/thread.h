@@ -14,6 +14,13 @@ class Thread_t;
 // timeoutMs, and may be joined again.
 [[nodiscard]] bool JoinThread(Thread_t* thread, uint32_t timeoutMs);
 
+// For a caller that is about to wait for a sleeping thread: that one wakes on the caller's processor. It is
+// awake, while another may be halted and take several times as long to come. From then on the thread stays
+// there of itself, so this costs nothing as long as the caller stays, too. Null does nothing.
+void PullThread(Thread_t* thread) noexcept;
+// The thread's part, once it is awake: it may run anywhere again.
+void EndPull() noexcept;
+
 enum class thread_priority_t { ordinary, raised, realTime };
 
 // Gives the calling thread the highest priority that the process may have, and tells the debug output what
