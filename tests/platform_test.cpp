@@ -226,15 +226,14 @@ TEST(Threads, AreWokenWhereTheyAreCalled) {
     Event_t call, answer;
     call.Create();
     answer.Create();
-    cpu_set_t pulledTo, mayLeaveTo;
+    cpu_set_t pulledTo;
     unsigned cameTo = 0;
     bool isOver = false;
     body_t body = [&] {
         while (call.Wait(platform::waitForever) == 0 && !isOver) {
             pulledTo = Processors();
             cameTo = static_cast<unsigned>(sched_getcpu());
-            platform::EndPull();
-            mayLeaveTo = Processors();
+            platform::NoteProcessor();
             answer.Set();
         }
     };
@@ -248,20 +247,25 @@ TEST(Threads, AreWokenWhereTheyAreCalled) {
         CPU_ZERO(&only);
         CPU_SET(here, &only);
         ASSERT_EQ(sched_setaffinity(0, sizeof only, &only), 0);
-        platform::PullThread(thread);
+        {
+            const platform::Pull_t pull(thread);
+            call.Set();
+            ASSERT_EQ(answer.Wait(10'000), 0u);
+        }
+        if (!CPU_EQUAL(&pulledTo, &everywhere)) {  // otherwise it was there
+            ++pulls;
+            EXPECT_EQ(cameTo, here);
+        }
         call.Set();
         ASSERT_EQ(answer.Wait(10'000), 0u);
-        EXPECT_TRUE(CPU_EQUAL(&mayLeaveTo, &everywhere));
-        if (CPU_EQUAL(&pulledTo, &everywhere)) continue;  // it was there
-        ++pulls;
-        EXPECT_EQ(cameTo, here);
+        EXPECT_TRUE(CPU_EQUAL(&pulledTo, &everywhere));
     }
     (void)sched_setaffinity(0, sizeof everywhere, &everywhere);
     EXPECT_GT(pulls, 0u);
     isOver = true;
     call.Set();
     EXPECT_TRUE(platform::JoinThread(thread, 10'000));
-    platform::PullThread(nullptr);
+    const platform::Pull_t ofNobody(nullptr);
 }
 
 }  // namespace

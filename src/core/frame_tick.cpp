@@ -147,8 +147,10 @@ void MixVoices() {
         const platform::CriticalSectionLock_t lock(ringLock);
         ringRewind = 2 * rewind;
     }
-    platform::PullThread(mixThread);
-    wakeEvent.Set();
+    {
+        const platform::Pull_t pull(mixThread);
+        wakeEvent.Set();
+    }
     (void)passDoneEvent.Wait(passWaitMs);
     uint32_t output;
     {

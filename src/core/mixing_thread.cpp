@@ -95,7 +95,7 @@ void MixingThreadProc(void*) {
     while (!stopThread) {
         if (!paused) timeoutMs = NextTimeoutMs();
         const bool isWoken = wakeEvent.Wait(timeoutMs) == platform::waitSignalled;
-        platform::EndPull();
+        platform::NoteProcessor();
         if (paused) continue;
         RunPass();
         if (isWoken) passDoneEvent.Set();

@@ -261,6 +261,7 @@ class fetch_t {
         _mm_prefetch(reinterpret_cast<const char*>(at), _MM_HINT_T0);
         at += stride;
     }
+    // One request for both where they lie in one line.
     void StepTwice() noexcept {
         _mm_prefetch(reinterpret_cast<const char*>(at), _MM_HINT_T0);
         if (stride > 32) _mm_prefetch(reinterpret_cast<const char*>(at + stride), _MM_HINT_T0);

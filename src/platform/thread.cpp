@@ -33,9 +33,8 @@ class Thread_t {
     ManualClock_t* clock = nullptr;  // the clock that was in force at the start; null for real time
     ManualClock_t::task_t* task = nullptr;
 
-    cpu_set_t processors;            // that it may run on
-    std::atomic<int> processor{-1};  // where it was when it last looked
-    std::atomic<bool> isPulled{false};
+    std::atomic<int> processor{-1};  // where it was at its last NoteProcessor
+    cpu_set_t processors;            // that it may run on, while a Pull_t holds it to one
 
     std::mutex mutex;
     std::condition_variable ended;
@@ -66,8 +65,6 @@ Thread_t* StartThread(void (*body)(void*), void* argument) {
     started->body = body;
     started->argument = argument;
     started->clock = clock;
-    CPU_ZERO(&started->processors);
-    (void)sched_getaffinity(0, sizeof started->processors, &started->processors);  // a new thread inherits it
     try {
         if (clock) started->task = clock->AddThread();
         started->thread = std::thread(&Thread_t::Run, started.get());
@@ -85,23 +82,26 @@ bool JoinThread(Thread_t* thread, uint32_t timeoutMs) {
     return true;
 }
 
-void PullThread(Thread_t* thread) noexcept {
-    if (!thread || thread->clock) return;
+Pull_t::Pull_t(Thread_t* thread) noexcept {
     const int here = sched_getcpu();
-    if (here < 0 || here == thread->processor || !CPU_ISSET(static_cast<unsigned>(here), &thread->processors))
-        return;
+    if (!thread || thread->clock || here < 0 || here == thread->processor) return;
+    const pthread_t handle = thread->thread.native_handle();
+    if (pthread_getaffinity_np(handle, sizeof thread->processors, &thread->processors) != 0) return;
+    if (!CPU_ISSET(static_cast<unsigned>(here), &thread->processors)) return;
     cpu_set_t only;
     CPU_ZERO(&only);
     CPU_SET(static_cast<unsigned>(here), &only);
-    thread->isPulled = true;
-    (void)pthread_setaffinity_np(thread->thread.native_handle(), sizeof only, &only);
+    if (pthread_setaffinity_np(handle, sizeof only, &only) == 0) pulled = thread;
 }
 
-void EndPull() noexcept {
-    Thread_t& thread = *current;
-    if (thread.isPulled.exchange(false))
-        (void)pthread_setaffinity_np(pthread_self(), sizeof thread.processors, &thread.processors);
-    thread.processor = sched_getcpu();
+Pull_t::~Pull_t() {
+    if (pulled)
+        (void)pthread_setaffinity_np(pulled->thread.native_handle(), sizeof pulled->processors,
+                                     &pulled->processors);
+}
+
+void NoteProcessor() noexcept {
+    if (current) current->processor = sched_getcpu();
 }
 
 namespace {

@@ -14,12 +14,22 @@ class Thread_t;
 // timeoutMs, and may be joined again.
 [[nodiscard]] bool JoinThread(Thread_t* thread, uint32_t timeoutMs);
 
-// For a caller that is about to wait for a sleeping thread: that one wakes on the caller's processor. It is
-// awake, while another may be halted and take several times as long to come. From then on the thread stays
-// there of itself, so this costs nothing as long as the caller stays, too. Null does nothing.
-void PullThread(Thread_t* thread) noexcept;
-// The thread's part, once it is awake: it may run anywhere again.
-void EndPull() noexcept;
+// For a caller that wakes a thread and then waits for it: as long as the object lives, the thread wakes on
+// the caller's processor, unless its affinity forbids that. This processor is awake, while another may be
+// halted and take several times as long to come. Null, and a thread that is there anyway, cost nothing.
+class Pull_t {
+  public:
+    explicit Pull_t(Thread_t* thread) noexcept;
+    ~Pull_t();
+    Pull_t(const Pull_t&) = delete;
+    Pull_t& operator=(const Pull_t&) = delete;
+
+  private:
+    Thread_t* pulled = nullptr;
+};
+
+// Notes where the calling thread, one of StartThread, runs: Pull_t leaves it alone there.
+void NoteProcessor() noexcept;
 
 enum class thread_priority_t { ordinary, raised, realTime };
 

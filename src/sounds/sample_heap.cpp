@@ -31,7 +31,7 @@ struct SampleHeap_t::block_t {
     block_t *previous = nullptr, *next = nullptr;  // of its list, while it is free
     // Of the chunk, in its first block only.
     std::size_t bytesInUse = 0;
-    std::size_t bytesIdle = 0;  // that were freed and may still have memory, at most
+    std::size_t bytesIdle = 0;  // that were freed and may still have memory, roughly
 
     uint8_t* Begin() { return reinterpret_cast<uint8_t*>(this); }
     block_t* After() { return isLast ? nullptr : reinterpret_cast<block_t*>(Begin() + bytes); }

@@ -2,9 +2,9 @@
 // hundreds of places at once, and on small pages each of them waits for its address to be translated.
 //
 // Memory comes in chunks of chunkBytes, a larger block in a chunk of its own. They take memory as they are
-// filled, a huge page at a time where the system has these. Memory goes back to the system with a chunk's
-// last block, except for one chunk that waits for the next block, and before that as soon as blocks have left
-// more of the chunk idle than is in use, by mostIdleBytes.
+// filled, a huge page at a time where the system has these. It goes back to the system with a chunk's last
+// block, except for one chunk that waits for the next block, and before that once about mostIdleBytes more of
+// the chunk are idle than in use.
 #pragma once
 
 #include <array>
