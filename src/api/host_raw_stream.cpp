@@ -40,6 +40,7 @@ result_t RawStreamHandle_t::Make(const raw_stream_options_t& options, RawStreamH
     stream = {};
     if (result_t isFine = CheckOptions(options); !isFine) return isFine;
     return WithEngine([&] {
+        host::ReserveSoundHandle();  // before the stream: nobody could name what has no handle
         auto* sound = new RawStreamSound_t(options.name, options.channels, options.bits, options.rateHz,
                                            options.capacityFrames, options.archiveName);
         if (!SameText(sound->name.text, options.name)) {
@@ -51,12 +52,7 @@ result_t RawStreamHandle_t::Make(const raw_stream_options_t& options, RawStreamH
                        : Refuse(problem_t::outOfMemory, "\"%s\": no addresses for %u frames", options.name,
                                 options.capacityFrames);
         }
-        try {
-            stream.id = host::HandleOf(static_cast<Sound_t&>(*sound)).id;
-        } catch (const std::bad_alloc&) {
-            AudioSystem::FreeSound(options.name, options.archiveName);
-            throw;
-        }
+        stream.id = host::HandleOf(static_cast<Sound_t&>(*sound)).id;
         return result_t{};
     });
 }
